@@ -1,0 +1,217 @@
+#include "EQProcessor.h"
+
+#include <algorithm>
+#include <cmath>
+#include <cstring>
+
+namespace sorix {
+
+namespace {
+
+// Four single-precision lanes; plain arithmetic on it is element-wise IEEE arithmetic, so every
+// lane computes exactly what the scalar filter would.
+using V4 = float __attribute__((vector_size(16)));
+
+inline V4 loadV4(const float* p) noexcept {
+    V4 v;
+    std::memcpy(&v, p, sizeof v);
+    return v;
+}
+
+inline void storeV4(float* p, V4 v) noexcept { std::memcpy(p, &v, sizeof v); }
+
+struct Lanes {
+    V4 b0, b1, b2, a1, a2;
+};
+
+struct Memories {
+    V4 x1, x2, y1, y2;
+};
+
+// One direct-form-I step for four independent filters, in the order of the scalar formula
+// y = b0 x + b1 x1 + b2 x2 - a1 y1 - a2 y2.
+inline V4 biquadStep(const Lanes& k, Memories& m, V4 x) noexcept {
+    const V4 y = k.b0 * x + k.b1 * m.x1 + k.b2 * m.x2 - k.a1 * m.y1 - k.a2 * m.y2;
+    m.x2 = m.x1;
+    m.x1 = x;
+    m.y2 = m.y1;
+    m.y1 = y;
+    return y;
+}
+
+constexpr float kSoftClipKnee = 0.92f;
+constexpr float kSoftClipRange = 1.0f - kSoftClipKnee;
+
+// Values up to 0.92 pass; above, the magnitude bends towards 1.0 and never exceeds it.
+inline float softClip(float x) noexcept {
+    const float magnitude = std::fabs(x);
+    if (magnitude <= kSoftClipKnee) return x;
+    const float bent =
+        kSoftClipKnee + kSoftClipRange * std::tanh((magnitude - kSoftClipKnee) / kSoftClipRange);
+    return std::copysign(bent, x);
+}
+
+// Lane l of vector g holds band 2g + l / 2 of the pair's channel l % 2.
+constexpr int bandOfLane(int vector, int lane) { return 2 * vector + lane / 2; }
+
+}  // namespace
+
+EQProcessor::EQProcessor() { recompute(); }
+
+EQProcessor::Coeff EQProcessor::coefficient(const BandSpec& band, float gainDB, float rate) {
+    if (std::fabs(gainDB) <= inactiveGainDB) return Coeff{};
+
+    const float A = std::pow(10.0f, gainDB / 40.0f);
+    const float w0 = band.freq * 6.283185f / rate;
+    const float cs = std::cos(w0);
+    const float sn = std::sin(w0);
+    const float alpha = sn / (2.0f * band.q);
+    const float s = 2.0f * std::sqrt(A) * alpha;
+
+    float b0 = 1, b1 = 0, b2 = 0, a0 = 1, a1 = 0, a2 = 0;
+    switch (band.kind) {
+        case Kind::lowShelf:
+            b0 = A * ((A + 1) - (A - 1) * cs + s);
+            b1 = 2 * A * ((A - 1) - (A + 1) * cs);
+            b2 = A * ((A + 1) - (A - 1) * cs - s);
+            a0 = (A + 1) + (A - 1) * cs + s;
+            a1 = -2 * ((A - 1) + (A + 1) * cs);
+            a2 = (A + 1) + (A - 1) * cs - s;
+            break;
+        case Kind::peak:
+            b0 = 1 + alpha * A;
+            b1 = -2 * cs;
+            b2 = 1 - alpha * A;
+            a0 = 1 + alpha / A;
+            a1 = -2 * cs;
+            a2 = 1 - alpha / A;
+            break;
+        case Kind::highShelf:
+            b0 = A * ((A + 1) + (A - 1) * cs + s);
+            b1 = -2 * A * ((A - 1) + (A + 1) * cs);
+            b2 = A * ((A + 1) + (A - 1) * cs - s);
+            a0 = (A + 1) - (A - 1) * cs + s;
+            a1 = 2 * ((A - 1) - (A + 1) * cs);
+            a2 = (A + 1) - (A - 1) * cs - s;
+            break;
+    }
+    return Coeff{b0 / a0, b1 / a0, b2 / a0, a1 / a0, a2 / a0};
+}
+
+void EQProcessor::recompute() {
+    CoefficientSet set;
+    set.active = std::any_of(gainsDB.begin(), gainsDB.end(),
+                             [](float g) { return std::fabs(g) > inactiveGainDB; });
+    for (int b = 0; b < bandCount; ++b) set.coeffs[b] = coefficient(bands[b], gainsDB[b], sampleRate);
+    for (int v = 0; v < vectorsPerPair; ++v) {
+        for (int lane = 0; lane < lanesPerVector; ++lane) {
+            const Coeff& c = set.coeffs[bandOfLane(v, lane)];
+            set.lanes[v].b0[lane] = c.b0;
+            set.lanes[v].b1[lane] = c.b1;
+            set.lanes[v].b2[lane] = c.b2;
+            set.lanes[v].a1[lane] = c.a1;
+            set.lanes[v].a2[lane] = c.a2;
+        }
+    }
+    current_ = set;
+    exchange_.writeSlot() = set;
+    exchange_.publish();
+}
+
+void EQProcessor::setGains(std::span<const float> gains) {
+    gainsDB.fill(0.0f);
+    const std::size_t used = std::min<std::size_t>(gains.size(), bandCount);
+    for (std::size_t i = 0; i < used; ++i) gainsDB[i] = std::clamp(gains[i], -maxGainDB, maxGainDB);
+    recompute();
+}
+
+void EQProcessor::setSampleRate(float rate) {
+    sampleRate = rate;
+    recompute();
+}
+
+void EQProcessor::process(float* buffer, int64_t channels, int64_t frames) noexcept {
+    // A new set restarts the filters from silence, as a recompute promises.
+    if (exchange_.takeLatest()) state_ = {};
+    const CoefficientSet& set = exchange_.readSlot();
+    if (!set.active || channels <= 0 || channels > maxChannels || frames <= 0) return;
+
+    // An odd last channel runs in both lanes of its pair; the twin lane computes the same values.
+    for (int64_t first = 0, pair = 0; first < channels; first += 2, ++pair) {
+        const int64_t second = std::min(first + 1, channels - 1);
+        processChannelPair(set, buffer, channels, first, second, frames, state_[pair]);
+    }
+}
+
+// The six bands run as a pipeline: at step t band b filters frame t - b, so all twelve filters of
+// a channel pair advance together and frame t - 5 leaves the last band. Each filter still sees
+// its input in order with its own memories, so the output is exactly that of running the bands
+// one after another on every sample.
+void EQProcessor::processChannelPair(const CoefficientSet& set, float* buffer, int64_t channels,
+                                     int64_t first, int64_t second, int64_t frames,
+                                     std::array<LaneState, vectorsPerPair>& state) noexcept {
+    constexpr int64_t latency = bandCount - 1;
+
+    Lanes k[vectorsPerPair];
+    Memories m[vectorsPerPair];
+    for (int v = 0; v < vectorsPerPair; ++v) {
+        const LaneCoefficients& c = set.lanes[v];
+        k[v] = {loadV4(c.b0), loadV4(c.b1), loadV4(c.b2), loadV4(c.a1), loadV4(c.a2)};
+        m[v] = {loadV4(state[v].x1), loadV4(state[v].x2), loadV4(state[v].y1),
+                loadV4(state[v].y2)};
+    }
+
+    // The first band takes the new frame; every later band takes its predecessor's last output.
+    auto inputs = [&](float left, float right) {
+        V4 x0 = {left, right, m[0].y1[0], m[0].y1[1]};
+        V4 x1 = {m[0].y1[2], m[0].y1[3], m[1].y1[0], m[1].y1[1]};
+        V4 x2 = {m[1].y1[2], m[1].y1[3], m[2].y1[0], m[2].y1[1]};
+        return std::array<V4, vectorsPerPair>{x0, x1, x2};
+    };
+    auto frameInputs = [&](int64_t t) {
+        const float* frame = buffer + t * channels;
+        return inputs(frame[first], frame[second]);
+    };
+    auto emit = [&](int64_t t) {
+        float* frame = buffer + (t - latency) * channels;
+        frame[first] = softClip(m[2].y1[2]);
+        frame[second] = softClip(m[2].y1[3]);
+    };
+    // Filling and draining the pipeline: only bands that have a frame in range move.
+    auto partialStep = [&](int64_t t) {
+        const auto x = t < frames ? frameInputs(t) : inputs(0.0f, 0.0f);
+        for (int v = 0; v < vectorsPerPair; ++v) {
+            const Memories before = m[v];
+            biquadStep(k[v], m[v], x[v]);
+            for (int lane = 0; lane < lanesPerVector; ++lane) {
+                const int64_t frame = t - bandOfLane(v, lane);
+                if (frame >= 0 && frame < frames) continue;
+                m[v].x1[lane] = before.x1[lane];
+                m[v].x2[lane] = before.x2[lane];
+                m[v].y1[lane] = before.y1[lane];
+                m[v].y2[lane] = before.y2[lane];
+            }
+        }
+        if (t >= latency) emit(t);
+    };
+
+    int64_t t = 0;
+    for (; t < std::min(latency, frames); ++t) partialStep(t);
+    for (; t < frames; ++t) {
+        const auto x = frameInputs(t);
+        biquadStep(k[0], m[0], x[0]);
+        biquadStep(k[1], m[1], x[1]);
+        biquadStep(k[2], m[2], x[2]);
+        emit(t);
+    }
+    for (; t < frames + latency; ++t) partialStep(t);
+
+    for (int v = 0; v < vectorsPerPair; ++v) {
+        storeV4(state[v].x1, m[v].x1);
+        storeV4(state[v].x2, m[v].x2);
+        storeV4(state[v].y1, m[v].y1);
+        storeV4(state[v].y2, m[v].y2);
+    }
+}
+
+}  // namespace sorix

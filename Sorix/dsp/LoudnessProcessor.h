@@ -1,0 +1,42 @@
+#pragma once
+
+#include <cstdint>
+#include <memory>
+
+#include "RelaxedAtomic.h"
+
+namespace sorix {
+
+// The boost stage: multiplies the program by the user's boost (1x to 8x) and holds the result
+// below full scale with a channel-linked peak limiter whose gain bends softly above a knee and
+// ends in a hard clip at the ceiling. Runs on the render thread, in place, before the equaliser.
+class LoudnessProcessor {
+public:
+    static constexpr float kneeStart = 0.6f;
+    static constexpr float ceiling = 0.97f;
+    static constexpr float kneeWidth = ceiling - kneeStart;
+
+    // Written by the main thread while blocks render; the processor itself never clamps.
+    RelaxedAtomic<float> boost{1.0f};
+    RelaxedAtomic<float> attackCoeff{0.97938216f};
+    RelaxedAtomic<float> releaseCoeff{0.99973965f};
+
+    LoudnessProcessor();
+
+    // A 1 ms attack and an 80 ms release at the tap's sample rate.
+    static float attackCoefficient(double sampleRate);
+    static float releaseCoefficient(double sampleRate);
+    void setSampleRate(double sampleRate);
+
+    // Interleaved frames, in place. Does nothing at all, not even to the envelope, while the
+    // boost is exactly 1.
+    void process(float* buffer, int64_t channels, int64_t frames) noexcept;
+
+    float envelopeValue() const noexcept { return *envelope_; }
+
+private:
+    // The follower's state, kept across blocks and pipelines for the life of the processor.
+    std::unique_ptr<float> envelope_;
+};
+
+}  // namespace sorix
