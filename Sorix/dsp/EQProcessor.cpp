@@ -2,36 +2,25 @@
 
 #include <algorithm>
 #include <cmath>
-#include <cstring>
+
+#include "FastTanh.h"
 
 namespace sorix {
 
 namespace {
 
-// Four single-precision lanes; plain arithmetic on it is element-wise IEEE arithmetic, so every
-// lane computes exactly what the scalar filter would.
-using V4 = float __attribute__((vector_size(16)));
-
-inline V4 loadV4(const float* p) noexcept {
-    V4 v;
-    std::memcpy(&v, p, sizeof v);
-    return v;
-}
-
-inline void storeV4(float* p, V4 v) noexcept { std::memcpy(p, &v, sizeof v); }
-
 struct Lanes {
-    V4 b0, b1, b2, a1, a2;
+    Float4 b0, b1, b2, a1, a2;
 };
 
 struct Memories {
-    V4 x1, x2, y1, y2;
+    Float4 x1, x2, y1, y2;
 };
 
 // One direct-form-I step for four independent filters, in the order of the scalar formula
 // y = b0 x + b1 x1 + b2 x2 - a1 y1 - a2 y2.
-inline V4 biquadStep(const Lanes& k, Memories& m, V4 x) noexcept {
-    const V4 y = k.b0 * x + k.b1 * m.x1 + k.b2 * m.x2 - k.a1 * m.y1 - k.a2 * m.y2;
+inline Float4 biquadStep(const Lanes& k, Memories& m, Float4 x) noexcept {
+    const Float4 y = k.b0 * x + k.b1 * m.x1 + k.b2 * m.x2 - k.a1 * m.y1 - k.a2 * m.y2;
     m.x2 = m.x1;
     m.x1 = x;
     m.y2 = m.y1;
@@ -43,12 +32,23 @@ constexpr float kSoftClipKnee = 0.92f;
 constexpr float kSoftClipRange = 1.0f - kSoftClipKnee;
 
 // Values up to 0.92 pass; above, the magnitude bends towards 1.0 and never exceeds it.
-inline float softClip(float x) noexcept {
-    const float magnitude = std::fabs(x);
-    if (magnitude <= kSoftClipKnee) return x;
-    const float bent =
-        kSoftClipKnee + kSoftClipRange * std::tanh((magnitude - kSoftClipKnee) / kSoftClipRange);
-    return std::copysign(bent, x);
+inline Float4 softClip(Float4 x) noexcept {
+    const Float4 magnitude = reinterpret_cast<Float4>(reinterpret_cast<Int4>(x) & INT32_MAX);
+    const Int4 over = magnitude > splat(kSoftClipKnee);
+    // Quiet stretches skip the curve; compared as two 64-bit halves, which is cheap everywhere.
+    const auto halves = reinterpret_cast<__attribute__((vector_size(16))) int64_t>(over);
+    if ((halves[0] | halves[1]) == 0) return x;
+    const Float4 bent =
+        splat(kSoftClipKnee) +
+        splat(kSoftClipRange) * tanh4((magnitude - splat(kSoftClipKnee)) / splat(kSoftClipRange));
+    const Int4 sign = reinterpret_cast<Int4>(x) & INT32_MIN;
+    return select(over, reinterpret_cast<Float4>(reinterpret_cast<Int4>(bent) | sign), x);
+}
+
+void softClipBlock(float* samples, int64_t count) noexcept {
+    int64_t i = 0;
+    for (; i + 4 <= count; i += 4) store4(samples + i, softClip(load4(samples + i)));
+    for (; i < count; ++i) samples[i] = softClip(splat(samples[i]))[0];
 }
 
 // Lane l of vector g holds band 2g + l / 2 of the pair's channel l % 2.
@@ -141,50 +141,48 @@ void EQProcessor::process(float* buffer, int64_t channels, int64_t frames) noexc
         const int64_t second = std::min(first + 1, channels - 1);
         processChannelPair(set, buffer, channels, first, second, frames, state_[pair]);
     }
+    softClipBlock(buffer, channels * frames);
 }
 
-// The six bands run as a pipeline: at step t band b filters frame t - b, so all twelve filters of
-// a channel pair advance together and frame t - 5 leaves the last band. Each filter still sees
-// its input in order with its own memories, so the output is exactly that of running the bands
-// one after another on every sample.
+// The six bands run as a pipeline: at step t band b filters frame t - 2b, so all twelve filters
+// of a channel pair advance together and frame t - 10 leaves the last band. A band takes its
+// predecessor's output of two steps back, which keeps the chain from one band to the next off
+// the critical path of a step. Each filter still sees its input in order with its own memories,
+// so the output is exactly that of running the bands one after another on every sample.
 void EQProcessor::processChannelPair(const CoefficientSet& set, float* buffer, int64_t channels,
                                      int64_t first, int64_t second, int64_t frames,
                                      std::array<LaneState, vectorsPerPair>& state) noexcept {
-    constexpr int64_t latency = bandCount - 1;
+    constexpr int64_t latency = 2 * (bandCount - 1);
 
     Lanes k[vectorsPerPair];
     Memories m[vectorsPerPair];
     for (int v = 0; v < vectorsPerPair; ++v) {
         const LaneCoefficients& c = set.lanes[v];
-        k[v] = {loadV4(c.b0), loadV4(c.b1), loadV4(c.b2), loadV4(c.a1), loadV4(c.a2)};
-        m[v] = {loadV4(state[v].x1), loadV4(state[v].x2), loadV4(state[v].y1),
-                loadV4(state[v].y2)};
+        k[v] = {load4(c.b0), load4(c.b1), load4(c.b2), load4(c.a1), load4(c.a2)};
+        m[v] = {load4(state[v].x1), load4(state[v].x2), load4(state[v].y1),
+                load4(state[v].y2)};
     }
 
-    // The first band takes the new frame; every later band takes its predecessor's last output.
-    auto inputs = [&](float left, float right) {
-        V4 x0 = {left, right, m[0].y1[0], m[0].y1[1]};
-        V4 x1 = {m[0].y1[2], m[0].y1[3], m[1].y1[0], m[1].y1[1]};
-        V4 x2 = {m[1].y1[2], m[1].y1[3], m[2].y1[0], m[2].y1[1]};
-        return std::array<V4, vectorsPerPair>{x0, x1, x2};
-    };
-    auto frameInputs = [&](int64_t t) {
-        const float* frame = buffer + t * channels;
-        return inputs(frame[first], frame[second]);
-    };
-    auto emit = [&](int64_t t) {
-        float* frame = buffer + (t - latency) * channels;
-        frame[first] = softClip(m[2].y1[2]);
-        frame[second] = softClip(m[2].y1[3]);
-    };
-    // Filling and draining the pipeline: only bands that have a frame in range move.
+    // Filling and draining the pipeline: only bands that have a frame in range move. A band whose
+    // predecessor has already run out of frames finds the output it needs in y1, not y2.
     auto partialStep = [&](int64_t t) {
-        const auto x = t < frames ? frameInputs(t) : inputs(0.0f, 0.0f);
+        const float* in = buffer + std::min(t, frames - 1) * channels;
+        Float4 x[vectorsPerPair] = {lowHalves(Float4{in[first], in[second], 0, 0}, m[0].y2),
+                                    highThenLowHalf(m[0].y2, m[1].y2),
+                                    highThenLowHalf(m[1].y2, m[2].y2)};
+        for (int v = 0; v < vectorsPerPair; ++v) {
+            for (int lane = 0; lane < lanesPerVector; ++lane) {
+                const int band = bandOfLane(v, lane);
+                if (band == 0 || t - 2 * band != frames - 1) continue;
+                const int producer = band - 1;
+                x[v][lane] = m[producer / 2].y1[2 * (producer % 2) + lane % 2];
+            }
+        }
         for (int v = 0; v < vectorsPerPair; ++v) {
             const Memories before = m[v];
             biquadStep(k[v], m[v], x[v]);
             for (int lane = 0; lane < lanesPerVector; ++lane) {
-                const int64_t frame = t - bandOfLane(v, lane);
+                const int64_t frame = t - 2 * bandOfLane(v, lane);
                 if (frame >= 0 && frame < frames) continue;
                 m[v].x1[lane] = before.x1[lane];
                 m[v].x2[lane] = before.x2[lane];
@@ -192,25 +190,42 @@ void EQProcessor::processChannelPair(const CoefficientSet& set, float* buffer, i
                 m[v].y2[lane] = before.y2[lane];
             }
         }
-        if (t >= latency) emit(t);
+        if (t >= latency) {
+            float* out = buffer + (t - latency) * channels;
+            out[first] = m[2].y1[2];
+            out[second] = m[2].y1[3];
+        }
     };
 
     int64_t t = 0;
     for (; t < std::min(latency, frames); ++t) partialStep(t);
-    for (; t < frames; ++t) {
-        const auto x = frameInputs(t);
-        biquadStep(k[0], m[0], x[0]);
-        biquadStep(k[1], m[1], x[1]);
-        biquadStep(k[2], m[2], x[2]);
-        emit(t);
+    if (t < frames) {
+        // The steady state, with every memory in a local the compiler can keep in a register.
+        Memories m0 = m[0], m1 = m[1], m2 = m[2];
+        const Lanes k0 = k[0], k1 = k[1], k2 = k[2];
+        for (; t < frames; ++t) {
+            const float* in = buffer + t * channels;
+            const Float4 x0 = lowHalves(Float4{in[first], in[second], 0, 0}, m0.y2);
+            const Float4 x1 = highThenLowHalf(m0.y2, m1.y2);
+            const Float4 x2 = highThenLowHalf(m1.y2, m2.y2);
+            biquadStep(k0, m0, x0);
+            biquadStep(k1, m1, x1);
+            const Float4 y = biquadStep(k2, m2, x2);
+            float* out = buffer + (t - latency) * channels;
+            out[first] = y[2];
+            out[second] = y[3];
+        }
+        m[0] = m0;
+        m[1] = m1;
+        m[2] = m2;
     }
     for (; t < frames + latency; ++t) partialStep(t);
 
     for (int v = 0; v < vectorsPerPair; ++v) {
-        storeV4(state[v].x1, m[v].x1);
-        storeV4(state[v].x2, m[v].x2);
-        storeV4(state[v].y1, m[v].y1);
-        storeV4(state[v].y2, m[v].y2);
+        store4(state[v].x1, m[v].x1);
+        store4(state[v].x2, m[v].x2);
+        store4(state[v].y1, m[v].y1);
+        store4(state[v].y2, m[v].y2);
     }
 }
 

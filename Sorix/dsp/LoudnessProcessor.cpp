@@ -1,6 +1,9 @@
 #include "LoudnessProcessor.h"
 
+#include <algorithm>
 #include <cmath>
+
+#include "FastTanh.h"
 
 namespace sorix {
 
@@ -12,19 +15,28 @@ float smoothingCoefficient(double sampleRate, double timeConstantSeconds) {
     return std::exp(-1.0f / samples);
 }
 
-// Follows the linked peak of one frame and returns the gain the limiter applies to it.
-inline float limiterGain(float& envelope, float peak, float attack, float oneMinusAttack,
-                         float release, float oneMinusRelease) noexcept {
-    const bool rising = envelope < peak;
-    const float k = rising ? attack : release;
-    const float rest = rising ? oneMinusAttack : oneMinusRelease;
-    envelope = envelope * k + peak * rest;
-    if (envelope > LoudnessProcessor::kneeStart) {
-        const float over = (envelope - LoudnessProcessor::kneeStart) / LoudnessProcessor::kneeWidth;
-        return (LoudnessProcessor::kneeStart + LoudnessProcessor::kneeWidth * std::tanh(over)) /
-               envelope;
+// The follower: one-pole smoothing of the frame's linked peak, fast while the level rises. Kept
+// in vector registers (lane 0 counts) so the choice of coefficient is a blend, not a branch:
+// whether a noisy level rises or falls is unpredictable.
+struct Follower {
+    Float4 attack, oneMinusAttack, release, oneMinusRelease;
+
+    // Both candidates are formed before the comparison settles, which shortens the chain from
+    // one frame's envelope to the next.
+    Float4 next(Float4 envelope, Float4 peak) const noexcept {
+        const Float4 risen = envelope * attack + peak * oneMinusAttack;
+        const Float4 fallen = envelope * release + peak * oneMinusRelease;
+        return select(envelope < peak, risen, fallen);
     }
-    return 1.0f;
+};
+
+// The gain curve: levels up to the knee pass; above it the level bends towards the ceiling.
+inline Float4 kneeGain(Float4 envelope) noexcept {
+    constexpr float knee = LoudnessProcessor::kneeStart;
+    constexpr float width = LoudnessProcessor::kneeWidth;
+    const Float4 bent =
+        (splat(knee) + splat(width) * tanh4((envelope - splat(knee)) / splat(width))) / envelope;
+    return select(envelope > splat(knee), bent, splat(1.0f));
 }
 
 inline float clipToCeiling(float y) noexcept {
@@ -56,36 +68,52 @@ void LoudnessProcessor::process(float* buffer, int64_t channels, int64_t frames)
 
     const float attack = attackCoeff;
     const float release = releaseCoeff;
-    const float oneMinusAttack = 1.0f - attack;
-    const float oneMinusRelease = 1.0f - release;
-    float e = *envelope_;
+    const Follower follower{splat(attack), splat(1.0f - attack), splat(release),
+                            splat(1.0f - release)};
+    Float4 e = splat(*envelope_);
 
-    if (channels == 2) {
-        // The common stereo case without the inner channel loops.
-        for (int64_t n = 0; n < frames; ++n) {
-            float* frame = buffer + 2 * n;
-            const float l = gainIn * frame[0];
-            const float r = gainIn * frame[1];
-            const float peak = std::fmax(std::fabs(l), std::fabs(r));
-            const float g =
-                limiterGain(e, peak, attack, oneMinusAttack, release, oneMinusRelease);
-            frame[0] = clipToCeiling(g * l);
-            frame[1] = clipToCeiling(g * r);
-        }
-    } else {
-        for (int64_t n = 0; n < frames; ++n) {
-            float* frame = buffer + n * channels;
-            float peak = 0.0f;
-            for (int64_t c = 0; c < channels; ++c) {
-                frame[c] *= gainIn;
-                peak = std::fmax(peak, std::fabs(frame[c]));
+    for (int64_t start = 0; start < frames; start += chunkFrames) {
+        const int64_t count = std::min(chunkFrames, frames - start);
+        float* chunk = buffer + start * channels;
+
+        // Boost, and follow the linked peak of every frame.
+        if (channels == 2) {
+            for (int64_t n = 0; n < count; ++n) {
+                float* frame = chunk + 2 * n;
+                frame[0] *= gainIn;
+                frame[1] *= gainIn;
+                const float left = std::fabs(frame[0]);
+                const float right = std::fabs(frame[1]);
+                e = follower.next(e, splat(left > right ? left : right));
+                chunkEnvelopes_[n] = e[0];
             }
-            const float g =
-                limiterGain(e, peak, attack, oneMinusAttack, release, oneMinusRelease);
+        } else {
+            for (int64_t n = 0; n < count; ++n) {
+                float* frame = chunk + n * channels;
+                float peak = 0.0f;
+                for (int64_t c = 0; c < channels; ++c) {
+                    frame[c] *= gainIn;
+                    const float magnitude = std::fabs(frame[c]);
+                    peak = magnitude > peak ? magnitude : peak;
+                }
+                e = follower.next(e, splat(peak));
+                chunkEnvelopes_[n] = e[0];
+            }
+        }
+
+        // The gains, four frames at a time (lanes past the chunk's end are never used).
+        for (int64_t n = 0; n < count; n += 4) {
+            store4(&chunkGains_[n], kneeGain(load4(&chunkEnvelopes_[n])));
+        }
+
+        // Apply and clip.
+        for (int64_t n = 0; n < count; ++n) {
+            const float g = chunkGains_[n];
+            float* frame = chunk + n * channels;
             for (int64_t c = 0; c < channels; ++c) frame[c] = clipToCeiling(g * frame[c]);
         }
     }
-    *envelope_ = e;
+    *envelope_ = e[0];
 }
 
 }  // namespace sorix

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <array>
 #include <cstdint>
 #include <memory>
 
@@ -35,8 +36,15 @@ public:
     float envelopeValue() const noexcept { return *envelope_; }
 
 private:
+    // Blocks are limited in chunks: the envelope follower is a serial recurrence, but the gain
+    // curve and its application are not, and run four frames at a time.
+    static constexpr int64_t chunkFrames = 256;
+
     // The follower's state, kept across blocks and pipelines for the life of the processor.
     std::unique_ptr<float> envelope_;
+    // Render thread only: the envelope, then the gain, of each frame of the current chunk.
+    std::array<float, chunkFrames> chunkEnvelopes_{};
+    std::array<float, chunkFrames> chunkGains_{};
 };
 
 }  // namespace sorix

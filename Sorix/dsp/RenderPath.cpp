@@ -12,17 +12,6 @@ namespace {
 
 constexpr uint64_t kFloatBytes = sizeof(float);
 
-// Non-finite samples become silence and absurd ones are held at the limit, so bad input can
-// never poison the limiter's envelope or the filter memories. x - x is 0 exactly when x is
-// finite, which keeps the loop free of branches and calls.
-inline void copySanitized(const float* from, float* to, std::size_t count) noexcept {
-    for (std::size_t i = 0; i < count; ++i) {
-        const float x = from[i];
-        const float held = std::min(std::max(x, -kInputSampleLimit), kInputSampleLimit);
-        to[i] = (x - x == 0.0f) ? held : 0.0f;
-    }
-}
-
 // A list whose buffer array is missing counts as empty.
 inline uint32_t bufferCount(const AudioBufferList& list) noexcept {
     return list.mBuffers == nullptr ? 0 : list.mNumberBuffers;
@@ -36,6 +25,12 @@ inline void raisePeak(RelaxedAtomic<uint64_t>& slot, float peak) noexcept {
     if (peak > std::bit_cast<float>(static_cast<uint32_t>(slot.load()))) {
         slot = std::bit_cast<uint32_t>(peak);
     }
+}
+
+// Zero-fills a buffer from byte `offset` to its end.
+inline void silenceFrom(AudioBuffer& buffer, uint64_t offset) noexcept {
+    if (buffer.mData == nullptr || offset >= buffer.mDataByteSize) return;
+    std::memset(static_cast<char*>(buffer.mData) + offset, 0, buffer.mDataByteSize - offset);
 }
 
 // Copies `frames` frames of `channels` channels from the ring, starting at ring frame `start`
@@ -108,28 +103,31 @@ void renderIOCycle(const AudioBufferList& input, AudioBufferList& output, EQProc
 
 void copyAndProcess(const AudioBufferList& input, AudioBufferList& output, EQProcessor& eq,
                     LoudnessProcessor& processor, RenderBuffers& buffers) noexcept {
-    // Whatever the later steps skip plays as silence.
-    for (uint32_t i = 0; i < bufferCount(output); ++i) {
-        AudioBuffer& buffer = output.mBuffers[i];
-        if (buffer.mData != nullptr) std::memset(buffer.mData, 0, buffer.mDataByteSize);
-    }
+    // Whatever is not written below plays as silence. Bytes that will be written are not
+    // cleared first: the fan-out clears exactly what it leaves.
+    auto silenceAll = [&] {
+        for (uint32_t i = 0; i < bufferCount(output); ++i) silenceFrom(output.mBuffers[i], 0);
+    };
 
     // The tap's stream comes after any input streams of the sub-devices, which are ignored.
-    if (bufferCount(input) == 0) return;
+    if (bufferCount(input) == 0) return silenceAll();
     const AudioBuffer& tap = input.mBuffers[input.mNumberBuffers - 1];
-    if (tap.mData == nullptr) return;
+    if (tap.mData == nullptr) return silenceAll();
     const uint64_t channels = channelsOf(tap);
-    if (tap.mDataByteSize < kFloatBytes * channels) return;
+    if (tap.mDataByteSize < kFloatBytes * channels) return silenceAll();
 
     // A block never exceeds the scratch buffers; the rest of a larger one stays silent.
     const uint64_t tapFrames = tap.mDataByteSize / (kFloatBytes * channels);
     const uint64_t samples = std::min<uint64_t>(tapFrames * channels, RenderBuffers::scratchSamples);
     const auto C = static_cast<int64_t>(channels);
     const auto F = static_cast<int64_t>(samples / channels);
-    if (F == 0) return;
+    if (F == 0) return silenceAll();
 
     float* scratch = buffers.scratch.get();
-    copySanitized(static_cast<const float*>(tap.mData), scratch, F * channels);
+    // Non-finite samples become silence and absurd ones are held at the limit, so bad input can
+    // never poison the limiter's envelope or the filter memories.
+    vec::copyFiniteClamped(static_cast<const float*>(tap.mData), scratch, F * channels,
+                           kInputSampleLimit);
     if (buffers.processBypass != 1) {
         processor.process(scratch, C, F);
         eq.process(scratch, C, F);
@@ -146,6 +144,7 @@ void copyAndProcess(const AudioBufferList& input, AudioBufferList& output, EQPro
         const uint64_t D = channelsOf(buffer);
         const auto N = static_cast<int64_t>(
             std::min<uint64_t>(buffer.mDataByteSize / (kFloatBytes * D), static_cast<uint64_t>(F)));
+        silenceFrom(buffer, static_cast<uint64_t>(N) * D * kFloatBytes);
         if (N == 0) continue;
         const std::size_t slot = std::min<std::size_t>(i, RenderBuffers::outputSlots - 1);
 
