@@ -33,7 +33,7 @@ constexpr float kSoftClipRange = 1.0f - kSoftClipKnee;
 
 // Values up to 0.92 pass; above, the magnitude bends towards 1.0 and never exceeds it.
 inline Float4 softClip(Float4 x) noexcept {
-    const Float4 magnitude = reinterpret_cast<Float4>(reinterpret_cast<Int4>(x) & INT32_MAX);
+    const Float4 magnitude = abs4(x);
     const Int4 over = magnitude > splat(kSoftClipKnee);
     // Quiet stretches skip the curve; compared as two 64-bit halves, which is cheap everywhere.
     const auto halves = reinterpret_cast<__attribute__((vector_size(16))) int64_t>(over);

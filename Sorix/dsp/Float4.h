@@ -21,10 +21,23 @@ inline Float4 load4(const float* p) noexcept {
 
 inline void store4(float* p, Float4 v) noexcept { std::memcpy(p, &v, sizeof v); }
 
+inline Float4 abs4(Float4 v) noexcept {
+    return reinterpret_cast<Float4>(reinterpret_cast<Int4>(v) & INT32_MAX);
+}
+
 // Lane by lane: ifTrue where the comparison mask is set, else ifFalse.
 inline Float4 select(Int4 mask, Float4 ifTrue, Float4 ifFalse) noexcept {
     return reinterpret_cast<Float4>((mask & reinterpret_cast<Int4>(ifTrue)) |
                                     (~mask & reinterpret_cast<Int4>(ifFalse)));
+}
+
+// Lanes 1, 0, 3, 2: each lane beside its neighbour's value.
+inline Float4 swapPairs(Float4 a) noexcept {
+#if defined(__clang__)
+    return __builtin_shufflevector(a, a, 1, 0, 3, 2);
+#else
+    return __builtin_shuffle(a, Int4{1, 0, 3, 2});
+#endif
 }
 
 // Lanes 0 and 1 of a followed by lanes 0 and 1 of b.

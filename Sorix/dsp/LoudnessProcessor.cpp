@@ -45,6 +45,46 @@ inline float clipToCeiling(float y) noexcept {
     return y;
 }
 
+inline Float4 clipToCeiling(Float4 y) noexcept {
+    constexpr float ceiling = LoudnessProcessor::ceiling;
+    return select(y > splat(ceiling), splat(ceiling),
+                  select(y < splat(-ceiling), splat(-ceiling), y));
+}
+
+// Stereo frames two at a time: boosts them in place and stores each frame's peak.
+void boostStereo(float* frames, int64_t count, float boost, float* peaks) noexcept {
+    int64_t n = 0;
+    for (; n + 2 <= count; n += 2) {
+        const Float4 x = load4(frames + 2 * n) * splat(boost);
+        store4(frames + 2 * n, x);
+        const Float4 magnitude = abs4(x);
+        const Float4 neighbour = swapPairs(magnitude);
+        const Float4 peak = select(neighbour > magnitude, neighbour, magnitude);
+        peaks[n] = peak[0];
+        peaks[n + 1] = peak[2];
+    }
+    for (; n < count; ++n) {
+        float* frame = frames + 2 * n;
+        frame[0] *= boost;
+        frame[1] *= boost;
+        const float left = std::fabs(frame[0]);
+        const float right = std::fabs(frame[1]);
+        peaks[n] = right > left ? right : left;
+    }
+}
+
+void applyStereo(float* frames, int64_t count, const float* gains) noexcept {
+    int64_t n = 0;
+    for (; n + 2 <= count; n += 2) {
+        const Float4 g{gains[n], gains[n], gains[n + 1], gains[n + 1]};
+        store4(frames + 2 * n, clipToCeiling(g * load4(frames + 2 * n)));
+    }
+    for (; n < count; ++n) {
+        frames[2 * n] = clipToCeiling(gains[n] * frames[2 * n]);
+        frames[2 * n + 1] = clipToCeiling(gains[n] * frames[2 * n + 1]);
+    }
+}
+
 }  // namespace
 
 LoudnessProcessor::LoudnessProcessor() : envelope_(std::make_unique<float>(0.0f)) {}
@@ -75,18 +115,11 @@ void LoudnessProcessor::process(float* buffer, int64_t channels, int64_t frames)
     for (int64_t start = 0; start < frames; start += chunkFrames) {
         const int64_t count = std::min(chunkFrames, frames - start);
         float* chunk = buffer + start * channels;
+        float* levels = chunkLevels_.data();
 
-        // Boost, and follow the linked peak of every frame.
+        // Boost, and take the linked peak of every frame.
         if (channels == 2) {
-            for (int64_t n = 0; n < count; ++n) {
-                float* frame = chunk + 2 * n;
-                frame[0] *= gainIn;
-                frame[1] *= gainIn;
-                const float left = std::fabs(frame[0]);
-                const float right = std::fabs(frame[1]);
-                e = follower.next(e, splat(left > right ? left : right));
-                chunkEnvelopes_[n] = e[0];
-            }
+            boostStereo(chunk, count, gainIn, levels);
         } else {
             for (int64_t n = 0; n < count; ++n) {
                 float* frame = chunk + n * channels;
@@ -96,21 +129,29 @@ void LoudnessProcessor::process(float* buffer, int64_t channels, int64_t frames)
                     const float magnitude = std::fabs(frame[c]);
                     peak = magnitude > peak ? magnitude : peak;
                 }
-                e = follower.next(e, splat(peak));
-                chunkEnvelopes_[n] = e[0];
+                levels[n] = peak;
             }
+        }
+
+        // The only serial step: the envelope follows the peaks frame by frame.
+        for (int64_t n = 0; n < count; ++n) {
+            e = follower.next(e, splat(levels[n]));
+            levels[n] = e[0];
         }
 
         // The gains, four frames at a time (lanes past the chunk's end are never used).
         for (int64_t n = 0; n < count; n += 4) {
-            store4(&chunkGains_[n], kneeGain(load4(&chunkEnvelopes_[n])));
+            store4(&chunkGains_[n], kneeGain(load4(&levels[n])));
         }
 
-        // Apply and clip.
-        for (int64_t n = 0; n < count; ++n) {
-            const float g = chunkGains_[n];
-            float* frame = chunk + n * channels;
-            for (int64_t c = 0; c < channels; ++c) frame[c] = clipToCeiling(g * frame[c]);
+        if (channels == 2) {
+            applyStereo(chunk, count, chunkGains_.data());
+        } else {
+            for (int64_t n = 0; n < count; ++n) {
+                const float g = chunkGains_[n];
+                float* frame = chunk + n * channels;
+                for (int64_t c = 0; c < channels; ++c) frame[c] = clipToCeiling(g * frame[c]);
+            }
         }
     }
     *envelope_ = e[0];

@@ -42,8 +42,9 @@ private:
 
     // The follower's state, kept across blocks and pipelines for the life of the processor.
     std::unique_ptr<float> envelope_;
-    // Render thread only: the envelope, then the gain, of each frame of the current chunk.
-    std::array<float, chunkFrames> chunkEnvelopes_{};
+    // Render thread only: the peak, then the envelope, then the gain, of each frame of the
+    // current chunk.
+    std::array<float, chunkFrames> chunkLevels_{};
     std::array<float, chunkFrames> chunkGains_{};
 };
 

@@ -18,10 +18,6 @@ inline void scaledCopy(const float* a, std::ptrdiff_t strideA, float scalar, flo
     for (std::size_t k = 0; k < n; ++k) c[k * strideC] = a[k * strideA] * scalar;
 }
 
-inline Float4 abs4(Float4 v) noexcept {
-    return reinterpret_cast<Float4>(reinterpret_cast<Int4>(v) & INT32_MAX);
-}
-
 // The largest absolute value of n samples; 0 when n is 0. NaN samples never win a comparison.
 inline float maxMagnitude(const float* a, std::size_t n) noexcept {
     Float4 lanes = splat(0.0f);
