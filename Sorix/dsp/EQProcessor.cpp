@@ -19,7 +19,7 @@ struct Memories {
 
 // One direct-form-I step for four independent filters, in the order of the scalar formula
 // y = b0 x + b1 x1 + b2 x2 - a1 y1 - a2 y2.
-inline Float4 biquadStep(const Lanes& k, Memories& m, Float4 x) noexcept {
+SORIX_LANES_INLINE Float4 biquadStep(const Lanes& k, Memories& m, Float4 x) noexcept {
     const Float4 y = k.b0 * x + k.b1 * m.x1 + k.b2 * m.x2 - k.a1 * m.y1 - k.a2 * m.y2;
     m.x2 = m.x1;
     m.x1 = x;
@@ -31,23 +31,27 @@ inline Float4 biquadStep(const Lanes& k, Memories& m, Float4 x) noexcept {
 constexpr float kSoftClipKnee = 0.92f;
 constexpr float kSoftClipRange = 1.0f - kSoftClipKnee;
 
-// Values up to 0.92 pass; above, the magnitude bends towards 1.0 and never exceeds it.
-inline Float4 softClip(Float4 x) noexcept {
-    const Float4 magnitude = abs4(x);
-    const Int4 over = magnitude > splat(kSoftClipKnee);
-    // Quiet stretches skip the curve; compared as two 64-bit halves, which is cheap everywhere.
-    const auto halves = reinterpret_cast<__attribute__((vector_size(16))) int64_t>(over);
-    if ((halves[0] | halves[1]) == 0) return x;
-    const Float4 bent =
-        splat(kSoftClipKnee) +
-        splat(kSoftClipRange) * tanh4((magnitude - splat(kSoftClipKnee)) / splat(kSoftClipRange));
-    const Int4 sign = reinterpret_cast<Int4>(x) & INT32_MIN;
-    return select(over, reinterpret_cast<Float4>(reinterpret_cast<Int4>(bent) | sign), x);
+// Values up to 0.92 pass; above, the magnitude bends towards 1.0 and never exceeds it. Eight
+// lanes at a time, with one value in lane 0 for the tail: every lane does the same operations.
+template <typename V>
+SORIX_LANES_INLINE V softClip(V x) noexcept {
+    using IntLanes = decltype(x < x);
+    const IntLanes bits = reinterpret_cast<IntLanes>(x);
+    const V magnitude = reinterpret_cast<V>(bits & INT32_MAX);
+    const V bent =
+        kSoftClipKnee + kSoftClipRange * tanhLanes((magnitude - kSoftClipKnee) / kSoftClipRange);
+    return select(magnitude > kSoftClipKnee,
+                  reinterpret_cast<V>(reinterpret_cast<IntLanes>(bent) | (bits & INT32_MIN)),
+                  x);
 }
 
-void softClipBlock(float* samples, int64_t count) noexcept {
+SORIX_LANES_INLINE void softClipBlock(float* samples, int64_t count) noexcept {
     int64_t i = 0;
-    for (; i + 4 <= count; i += 4) store4(samples + i, softClip(load4(samples + i)));
+    for (; i + 8 <= count; i += 8) {
+        const Float8 x = load8(samples + i);
+        // Quiet stretches skip the curve.
+        if (anyLane(abs8(x) > kSoftClipKnee)) store8(samples + i, softClip(x));
+    }
     for (; i < count; ++i) samples[i] = softClip(splat(samples[i]))[0];
 }
 
@@ -130,7 +134,7 @@ void EQProcessor::setSampleRate(float rate) {
     recompute();
 }
 
-void EQProcessor::process(float* buffer, int64_t channels, int64_t frames) noexcept {
+SORIX_RENDER_CLONES void EQProcessor::process(float* buffer, int64_t channels, int64_t frames) noexcept {
     // A new set restarts the filters from silence, as a recompute promises.
     if (exchange_.takeLatest()) state_ = {};
     const CoefficientSet& set = exchange_.readSlot();
@@ -149,7 +153,7 @@ void EQProcessor::process(float* buffer, int64_t channels, int64_t frames) noexc
 // predecessor's output of two steps back, which keeps the chain from one band to the next off
 // the critical path of a step. Each filter still sees its input in order with its own memories,
 // so the output is exactly that of running the bands one after another on every sample.
-void EQProcessor::processChannelPair(const CoefficientSet& set, float* buffer, int64_t channels,
+SORIX_RENDER_CLONES void EQProcessor::processChannelPair(const CoefficientSet& set, float* buffer, int64_t channels,
                                      int64_t first, int64_t second, int64_t frames,
                                      std::array<LaneState, vectorsPerPair>& state) noexcept {
     constexpr int64_t latency = 2 * (bandCount - 1);

@@ -23,7 +23,7 @@ struct Follower {
 
     // Both candidates are formed before the comparison settles, which shortens the chain from
     // one frame's envelope to the next.
-    Float4 next(Float4 envelope, Float4 peak) const noexcept {
+    [[gnu::always_inline]] Float4 next(Float4 envelope, Float4 peak) const noexcept {
         const Float4 risen = envelope * attack + peak * oneMinusAttack;
         const Float4 fallen = envelope * release + peak * oneMinusRelease;
         return select(envelope < peak, risen, fallen);
@@ -31,12 +31,11 @@ struct Follower {
 };
 
 // The gain curve: levels up to the knee pass; above it the level bends towards the ceiling.
-inline Float4 kneeGain(Float4 envelope) noexcept {
+SORIX_LANES_INLINE Float8 kneeGain(Float8 envelope) noexcept {
     constexpr float knee = LoudnessProcessor::kneeStart;
     constexpr float width = LoudnessProcessor::kneeWidth;
-    const Float4 bent =
-        (splat(knee) + splat(width) * tanh4((envelope - splat(knee)) / splat(width))) / envelope;
-    return select(envelope > splat(knee), bent, splat(1.0f));
+    const Float8 bent = (knee + width * tanh8((envelope - knee) / width)) / envelope;
+    return select(envelope > knee, bent, Float8{} + 1.0f);
 }
 
 inline float clipToCeiling(float y) noexcept {
@@ -45,14 +44,14 @@ inline float clipToCeiling(float y) noexcept {
     return y;
 }
 
-inline Float4 clipToCeiling(Float4 y) noexcept {
+SORIX_LANES_INLINE Float4 clipToCeiling(Float4 y) noexcept {
     constexpr float ceiling = LoudnessProcessor::ceiling;
     return select(y > splat(ceiling), splat(ceiling),
                   select(y < splat(-ceiling), splat(-ceiling), y));
 }
 
 // Stereo frames two at a time: boosts them in place and stores each frame's peak.
-void boostStereo(float* frames, int64_t count, float boost, float* peaks) noexcept {
+SORIX_LANES_INLINE void boostStereo(float* frames, int64_t count, float boost, float* peaks) noexcept {
     int64_t n = 0;
     for (; n + 2 <= count; n += 2) {
         const Float4 x = load4(frames + 2 * n) * splat(boost);
@@ -73,7 +72,7 @@ void boostStereo(float* frames, int64_t count, float boost, float* peaks) noexce
     }
 }
 
-void applyStereo(float* frames, int64_t count, const float* gains) noexcept {
+SORIX_LANES_INLINE void applyStereo(float* frames, int64_t count, const float* gains) noexcept {
     int64_t n = 0;
     for (; n + 2 <= count; n += 2) {
         const Float4 g{gains[n], gains[n], gains[n + 1], gains[n + 1]};
@@ -102,7 +101,7 @@ void LoudnessProcessor::setSampleRate(double sampleRate) {
     releaseCoeff = releaseCoefficient(sampleRate);
 }
 
-void LoudnessProcessor::process(float* buffer, int64_t channels, int64_t frames) noexcept {
+SORIX_RENDER_CLONES void LoudnessProcessor::process(float* buffer, int64_t channels, int64_t frames) noexcept {
     const float gainIn = boost;
     if (gainIn == 1.0f) return;
 
@@ -139,10 +138,8 @@ void LoudnessProcessor::process(float* buffer, int64_t channels, int64_t frames)
             levels[n] = e[0];
         }
 
-        // The gains, four frames at a time (lanes past the chunk's end are never used).
-        for (int64_t n = 0; n < count; n += 4) {
-            store4(&chunkGains_[n], kneeGain(load4(&levels[n])));
-        }
+        // The gains, eight frames at a time (lanes past the chunk's end are never used).
+        for (int64_t n = 0; n < count; n += 8) store8(&chunkGains_[n], kneeGain(load8(&levels[n])));
 
         if (channels == 2) {
             applyStereo(chunk, count, chunkGains_.data());

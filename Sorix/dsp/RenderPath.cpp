@@ -75,7 +75,7 @@ float RenderBuffers::peak(Diagnostic slot) const noexcept {
     return std::bit_cast<float>(static_cast<uint32_t>(ioDiagnostics[slot].load()));
 }
 
-void renderIOCycle(const AudioBufferList& input, AudioBufferList& output, EQProcessor& eq,
+SORIX_RENDER_CLONES void renderIOCycle(const AudioBufferList& input, AudioBufferList& output, EQProcessor& eq,
                    LoudnessProcessor& processor, RenderBuffers& buffers) noexcept {
     auto& diagnostics = buffers.ioDiagnostics;
     diagnostics[RenderBuffers::callbacks].addFromSingleWriter(1);
@@ -101,7 +101,7 @@ void renderIOCycle(const AudioBufferList& input, AudioBufferList& output, EQProc
     }
 }
 
-void copyAndProcess(const AudioBufferList& input, AudioBufferList& output, EQProcessor& eq,
+SORIX_RENDER_CLONES void copyAndProcess(const AudioBufferList& input, AudioBufferList& output, EQProcessor& eq,
                     LoudnessProcessor& processor, RenderBuffers& buffers) noexcept {
     // Whatever is not written below plays as silence. Bytes that will be written are not
     // cleared first: the fan-out clears exactly what it leaves.

@@ -9,7 +9,7 @@
 namespace sorix::vec {
 
 // c[k * strideC] = a[k * strideA] * scalar for k in 0..n-1: one multiply per sample.
-inline void scaledCopy(const float* a, std::ptrdiff_t strideA, float scalar, float* c,
+SORIX_LANES_INLINE void scaledCopy(const float* a, std::ptrdiff_t strideA, float scalar, float* c,
                        std::ptrdiff_t strideC, std::size_t n) noexcept {
     if (strideA == 1 && strideC == 1) {
         for (std::size_t k = 0; k < n; ++k) c[k] = a[k] * scalar;
@@ -19,7 +19,7 @@ inline void scaledCopy(const float* a, std::ptrdiff_t strideA, float scalar, flo
 }
 
 // The largest absolute value of n samples; 0 when n is 0. NaN samples never win a comparison.
-inline float maxMagnitude(const float* a, std::size_t n) noexcept {
+SORIX_LANES_INLINE float maxMagnitude(const float* a, std::size_t n) noexcept {
     Float4 lanes = splat(0.0f);
     std::size_t k = 0;
     for (; k + 4 <= n; k += 4) {
@@ -37,7 +37,7 @@ inline float maxMagnitude(const float* a, std::size_t n) noexcept {
 
 // Copies n samples, turning non-finite ones into 0 and holding finite ones within +-limit.
 // x - x is 0 exactly when x is finite.
-inline void copyFiniteClamped(const float* from, float* to, std::size_t n, float limit) noexcept {
+SORIX_LANES_INLINE void copyFiniteClamped(const float* from, float* to, std::size_t n, float limit) noexcept {
     std::size_t k = 0;
     for (; k + 4 <= n; k += 4) {
         const Float4 x = load4(from + k);
