@@ -29,7 +29,8 @@ std::vector<float> loudNoise() {
     std::mt19937 random(7);
     std::uniform_real_distribution<float> amplitude(-0.9f, 0.9f);
     std::vector<float> noise(static_cast<std::size_t>(kNoiseBlocks * kFrames * kChannels));
-    for (float& sample : noise) sample = amplitude(random);
+    for (float& sample : noise)
+        sample = amplitude(random);
     return noise;
 }
 

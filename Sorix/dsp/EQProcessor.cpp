@@ -41,8 +41,7 @@ SORIX_LANES_INLINE V softClip(V x) noexcept {
     const V bent =
         kSoftClipKnee + kSoftClipRange * tanhLanes((magnitude - kSoftClipKnee) / kSoftClipRange);
     return select(magnitude > kSoftClipKnee,
-                  reinterpret_cast<V>(reinterpret_cast<IntLanes>(bent) | (bits & INT32_MIN)),
-                  x);
+                  reinterpret_cast<V>(reinterpret_cast<IntLanes>(bent) | (bits & INT32_MIN)), x);
 }
 
 SORIX_LANES_INLINE void softClipBlock(float* samples, int64_t count) noexcept {
@@ -52,7 +51,8 @@ SORIX_LANES_INLINE void softClipBlock(float* samples, int64_t count) noexcept {
         // Quiet stretches skip the curve.
         if (anyLane(abs8(x) > kSoftClipKnee)) store8(samples + i, softClip(x));
     }
-    for (; i < count; ++i) samples[i] = softClip(splat(samples[i]))[0];
+    for (; i < count; ++i)
+        samples[i] = softClip(splat(samples[i]))[0];
 }
 
 // Lane l of vector g holds band 2g + l / 2 of the pair's channel l % 2.
@@ -106,7 +106,8 @@ void EQProcessor::recompute() {
     CoefficientSet set;
     set.active = std::any_of(gainsDB.begin(), gainsDB.end(),
                              [](float g) { return std::fabs(g) > inactiveGainDB; });
-    for (int b = 0; b < bandCount; ++b) set.coeffs[b] = coefficient(bands[b], gainsDB[b], sampleRate);
+    for (int b = 0; b < bandCount; ++b)
+        set.coeffs[b] = coefficient(bands[b], gainsDB[b], sampleRate);
     for (int v = 0; v < vectorsPerPair; ++v) {
         for (int lane = 0; lane < lanesPerVector; ++lane) {
             const Coeff& c = set.coeffs[bandOfLane(v, lane)];
@@ -125,7 +126,8 @@ void EQProcessor::recompute() {
 void EQProcessor::setGains(std::span<const float> gains) {
     gainsDB.fill(0.0f);
     const std::size_t used = std::min<std::size_t>(gains.size(), bandCount);
-    for (std::size_t i = 0; i < used; ++i) gainsDB[i] = std::clamp(gains[i], -maxGainDB, maxGainDB);
+    for (std::size_t i = 0; i < used; ++i)
+        gainsDB[i] = std::clamp(gains[i], -maxGainDB, maxGainDB);
     recompute();
 }
 
@@ -134,7 +136,8 @@ void EQProcessor::setSampleRate(float rate) {
     recompute();
 }
 
-SORIX_RENDER_CLONES void EQProcessor::process(float* buffer, int64_t channels, int64_t frames) noexcept {
+SORIX_RENDER_CLONES void EQProcessor::process(float* buffer, int64_t channels,
+                                              int64_t frames) noexcept {
     // A new set restarts the filters from silence, as a recompute promises.
     if (exchange_.takeLatest()) state_ = {};
     const CoefficientSet& set = exchange_.readSlot();
@@ -153,9 +156,9 @@ SORIX_RENDER_CLONES void EQProcessor::process(float* buffer, int64_t channels, i
 // predecessor's output of two steps back, which keeps the chain from one band to the next off
 // the critical path of a step. Each filter still sees its input in order with its own memories,
 // so the output is exactly that of running the bands one after another on every sample.
-SORIX_RENDER_CLONES void EQProcessor::processChannelPair(const CoefficientSet& set, float* buffer, int64_t channels,
-                                     int64_t first, int64_t second, int64_t frames,
-                                     std::array<LaneState, vectorsPerPair>& state) noexcept {
+SORIX_RENDER_CLONES void EQProcessor::processChannelPair(
+    const CoefficientSet& set, float* buffer, int64_t channels, int64_t first, int64_t second,
+    int64_t frames, std::array<LaneState, vectorsPerPair>& state) noexcept {
     constexpr int64_t latency = 2 * (bandCount - 1);
 
     Lanes k[vectorsPerPair];
@@ -163,8 +166,7 @@ SORIX_RENDER_CLONES void EQProcessor::processChannelPair(const CoefficientSet& s
     for (int v = 0; v < vectorsPerPair; ++v) {
         const LaneCoefficients& c = set.lanes[v];
         k[v] = {load4(c.b0), load4(c.b1), load4(c.b2), load4(c.a1), load4(c.a2)};
-        m[v] = {load4(state[v].x1), load4(state[v].x2), load4(state[v].y1),
-                load4(state[v].y2)};
+        m[v] = {load4(state[v].x1), load4(state[v].x2), load4(state[v].y1), load4(state[v].y2)};
     }
 
     // Filling and draining the pipeline: only bands that have a frame in range move. A band whose
@@ -202,7 +204,8 @@ SORIX_RENDER_CLONES void EQProcessor::processChannelPair(const CoefficientSet& s
     };
 
     int64_t t = 0;
-    for (; t < std::min(latency, frames); ++t) partialStep(t);
+    for (; t < std::min(latency, frames); ++t)
+        partialStep(t);
     if (t < frames) {
         // The steady state, with every memory in a local the compiler can keep in a register.
         Memories m0 = m[0], m1 = m[1], m2 = m[2];
@@ -223,7 +226,8 @@ SORIX_RENDER_CLONES void EQProcessor::processChannelPair(const CoefficientSet& s
         m[1] = m1;
         m[2] = m2;
     }
-    for (; t < frames + latency; ++t) partialStep(t);
+    for (; t < frames + latency; ++t)
+        partialStep(t);
 
     for (int v = 0; v < vectorsPerPair; ++v) {
         store4(state[v].x1, m[v].x1);

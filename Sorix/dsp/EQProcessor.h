@@ -16,7 +16,7 @@ namespace sorix {
 // scale. Gains are set on the main thread; the render thread picks up each new coefficient set
 // whole at the start of a block.
 class EQProcessor {
-public:
+  public:
     static constexpr int bandCount = 6;
     static constexpr int maxChannels = 8;
     static constexpr float maxGainDB = 12.0f;
@@ -37,10 +37,9 @@ public:
     };
 
     enum class Preset : uint8_t { flat, music, bass, treble, voice, movie, custom };
-    static constexpr std::array<Preset, 7> allPresets = {Preset::flat,   Preset::music,
-                                                         Preset::bass,   Preset::treble,
-                                                         Preset::voice,  Preset::movie,
-                                                         Preset::custom};
+    static constexpr std::array<Preset, 7> allPresets = {
+        Preset::flat,  Preset::music, Preset::bass,  Preset::treble,
+        Preset::voice, Preset::movie, Preset::custom};
     static std::string_view rawValue(Preset preset);
     static std::string_view title(Preset preset);
     static std::string_view symbolName(Preset preset);
@@ -79,7 +78,7 @@ public:
     // The frequency in Hz of grid point index of a curve of that many points.
     static float responseCurveFrequency(int index, int points);
 
-private:
+  private:
     // The filters run as a pipeline over the six bands, two channels at a time: lane pairs hold
     // (band, left) and (band, right), four lanes to a vector, three vectors per channel pair.
     static constexpr int lanesPerVector = 4;

@@ -41,7 +41,8 @@ std::vector<float> EQProcessor::responseCurveDB(std::span<const float> gains, fl
         const float cosW = std::cos(w), sinW = std::sin(w);
         const float cos2W = std::cos(2.0f * w), sin2W = std::sin(2.0f * w);
         float sum = 0.0f;
-        for (const Coeff& c : filters) sum += magnitudeDB(c, cosW, sinW, cos2W, sin2W);
+        for (const Coeff& c : filters)
+            sum += magnitudeDB(c, cosW, sinW, cos2W, sin2W);
         curve[static_cast<std::size_t>(i)] = sum;
     }
     return curve;

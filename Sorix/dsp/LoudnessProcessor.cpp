@@ -51,7 +51,8 @@ SORIX_LANES_INLINE Float4 clipToCeiling(Float4 y) noexcept {
 }
 
 // Stereo frames two at a time: boosts them in place and stores each frame's peak.
-SORIX_LANES_INLINE void boostStereo(float* frames, int64_t count, float boost, float* peaks) noexcept {
+SORIX_LANES_INLINE void boostStereo(float* frames, int64_t count, float boost,
+                                    float* peaks) noexcept {
     int64_t n = 0;
     for (; n + 2 <= count; n += 2) {
         const Float4 x = load4(frames + 2 * n) * splat(boost);
@@ -101,7 +102,8 @@ void LoudnessProcessor::setSampleRate(double sampleRate) {
     releaseCoeff = releaseCoefficient(sampleRate);
 }
 
-SORIX_RENDER_CLONES void LoudnessProcessor::process(float* buffer, int64_t channels, int64_t frames) noexcept {
+SORIX_RENDER_CLONES void LoudnessProcessor::process(float* buffer, int64_t channels,
+                                                    int64_t frames) noexcept {
     const float gainIn = boost;
     if (gainIn == 1.0f) return;
 
@@ -139,7 +141,8 @@ SORIX_RENDER_CLONES void LoudnessProcessor::process(float* buffer, int64_t chann
         }
 
         // The gains, eight frames at a time (lanes past the chunk's end are never used).
-        for (int64_t n = 0; n < count; n += 8) store8(&chunkGains_[n], kneeGain(load8(&levels[n])));
+        for (int64_t n = 0; n < count; n += 8)
+            store8(&chunkGains_[n], kneeGain(load8(&levels[n])));
 
         if (channels == 2) {
             applyStereo(chunk, count, chunkGains_.data());
@@ -147,7 +150,8 @@ SORIX_RENDER_CLONES void LoudnessProcessor::process(float* buffer, int64_t chann
             for (int64_t n = 0; n < count; ++n) {
                 const float g = chunkGains_[n];
                 float* frame = chunk + n * channels;
-                for (int64_t c = 0; c < channels; ++c) frame[c] = clipToCeiling(g * frame[c]);
+                for (int64_t c = 0; c < channels; ++c)
+                    frame[c] = clipToCeiling(g * frame[c]);
             }
         }
     }

@@ -12,7 +12,7 @@ namespace sorix {
 // below full scale with a channel-linked peak limiter whose gain bends softly above a knee and
 // ends in a hard clip at the ceiling. Runs on the render thread, in place, before the equaliser.
 class LoudnessProcessor {
-public:
+  public:
     static constexpr float kneeStart = 0.6f;
     static constexpr float ceiling = 0.97f;
     static constexpr float kneeWidth = ceiling - kneeStart;
@@ -35,7 +35,7 @@ public:
 
     float envelopeValue() const noexcept { return *envelope_; }
 
-private:
+  private:
     // Blocks are limited in chunks: the envelope follower is a serial recurrence, but the gain
     // curve and its application are not, and run four frames at a time.
     static constexpr int64_t chunkFrames = 256;

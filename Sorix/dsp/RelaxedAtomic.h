@@ -11,9 +11,10 @@ template <typename T>
 class RelaxedAtomic {
     static_assert(std::atomic<T>::is_always_lock_free, "shared words must be lock-free");
 
-public:
+  public:
     constexpr RelaxedAtomic() noexcept = default;
-    constexpr RelaxedAtomic(T initial) noexcept : value_(initial) {}  // NOLINT(google-explicit-constructor)
+    constexpr RelaxedAtomic(T initial) noexcept
+        : value_(initial) {}  // NOLINT(google-explicit-constructor)
     RelaxedAtomic(const RelaxedAtomic&) = delete;
     RelaxedAtomic& operator=(const RelaxedAtomic&) = delete;
 
@@ -29,7 +30,7 @@ public:
     // For counters with a single writer: a plain load and store, never a locked read-modify-write.
     void addFromSingleWriter(T delta) noexcept { store(static_cast<T>(load() + delta)); }
 
-private:
+  private:
     std::atomic<T> value_{};
 };
 

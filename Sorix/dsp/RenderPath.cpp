@@ -63,7 +63,8 @@ RenderBuffers::RenderBuffers()
     : scratch(std::make_unique<float[]>(scratchSamples)),
       delayedScratch(std::make_unique<float[]>(scratchSamples)),
       historyRing(std::make_unique<float[]>(ringSamples)) {
-    for (auto& gain : outputGains) gain = 1.0f;
+    for (auto& gain : outputGains)
+        gain = 1.0f;
 }
 
 void RenderBuffers::resetHistory() noexcept {
@@ -75,8 +76,9 @@ float RenderBuffers::peak(Diagnostic slot) const noexcept {
     return std::bit_cast<float>(static_cast<uint32_t>(ioDiagnostics[slot].load()));
 }
 
-SORIX_RENDER_CLONES void renderIOCycle(const AudioBufferList& input, AudioBufferList& output, EQProcessor& eq,
-                   LoudnessProcessor& processor, RenderBuffers& buffers) noexcept {
+SORIX_RENDER_CLONES void renderIOCycle(const AudioBufferList& input, AudioBufferList& output,
+                                       EQProcessor& eq, LoudnessProcessor& processor,
+                                       RenderBuffers& buffers) noexcept {
     auto& diagnostics = buffers.ioDiagnostics;
     diagnostics[RenderBuffers::callbacks].addFromSingleWriter(1);
     diagnostics[RenderBuffers::inputBuffers].addFromSingleWriter(input.mNumberBuffers);
@@ -101,12 +103,14 @@ SORIX_RENDER_CLONES void renderIOCycle(const AudioBufferList& input, AudioBuffer
     }
 }
 
-SORIX_RENDER_CLONES void copyAndProcess(const AudioBufferList& input, AudioBufferList& output, EQProcessor& eq,
-                    LoudnessProcessor& processor, RenderBuffers& buffers) noexcept {
+SORIX_RENDER_CLONES void copyAndProcess(const AudioBufferList& input, AudioBufferList& output,
+                                        EQProcessor& eq, LoudnessProcessor& processor,
+                                        RenderBuffers& buffers) noexcept {
     // Whatever is not written below plays as silence. Bytes that will be written are not
     // cleared first: the fan-out clears exactly what it leaves.
     auto silenceAll = [&] {
-        for (uint32_t i = 0; i < bufferCount(output); ++i) silenceFrom(output.mBuffers[i], 0);
+        for (uint32_t i = 0; i < bufferCount(output); ++i)
+            silenceFrom(output.mBuffers[i], 0);
     };
 
     // The tap's stream comes after any input streams of the sub-devices, which are ignored.
@@ -118,7 +122,8 @@ SORIX_RENDER_CLONES void copyAndProcess(const AudioBufferList& input, AudioBuffe
 
     // A block never exceeds the scratch buffers; the rest of a larger one stays silent.
     const uint64_t tapFrames = tap.mDataByteSize / (kFloatBytes * channels);
-    const uint64_t samples = std::min<uint64_t>(tapFrames * channels, RenderBuffers::scratchSamples);
+    const uint64_t samples =
+        std::min<uint64_t>(tapFrames * channels, RenderBuffers::scratchSamples);
     const auto C = static_cast<int64_t>(channels);
     const auto F = static_cast<int64_t>(samples / channels);
     if (F == 0) return silenceAll();

@@ -12,7 +12,7 @@ namespace sorix {
 // between two reads, and the reader never sees a slot that is still being written.
 template <typename T>
 class TripleBuffer {
-public:
+  public:
     TripleBuffer() = default;
     explicit TripleBuffer(const T& initial) : slots_{initial, initial, initial} {}
 
@@ -31,13 +31,13 @@ public:
     }
     const T& readSlot() const noexcept { return slots_[front_]; }
 
-private:
+  private:
     static constexpr uint8_t kFresh = 0x4;
     static constexpr uint8_t kIndexMask = 0x3;
 
     std::array<T, 3> slots_{};
-    uint8_t back_ = 0;                 // writer's private slot
-    uint8_t front_ = 1;                // reader's private slot
+    uint8_t back_ = 0;                // writer's private slot
+    uint8_t front_ = 1;               // reader's private slot
     std::atomic<uint8_t> middle_{2};  // the slot in between, with the fresh flag
 };
 

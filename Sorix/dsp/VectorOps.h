@@ -10,12 +10,14 @@ namespace sorix::vec {
 
 // c[k * strideC] = a[k * strideA] * scalar for k in 0..n-1: one multiply per sample.
 SORIX_LANES_INLINE void scaledCopy(const float* a, std::ptrdiff_t strideA, float scalar, float* c,
-                       std::ptrdiff_t strideC, std::size_t n) noexcept {
+                                   std::ptrdiff_t strideC, std::size_t n) noexcept {
     if (strideA == 1 && strideC == 1) {
-        for (std::size_t k = 0; k < n; ++k) c[k] = a[k] * scalar;
+        for (std::size_t k = 0; k < n; ++k)
+            c[k] = a[k] * scalar;
         return;
     }
-    for (std::size_t k = 0; k < n; ++k) c[k * strideC] = a[k * strideA] * scalar;
+    for (std::size_t k = 0; k < n; ++k)
+        c[k * strideC] = a[k * strideA] * scalar;
 }
 
 // The largest absolute value of n samples; 0 when n is 0. NaN samples never win a comparison.
@@ -27,7 +29,8 @@ SORIX_LANES_INLINE float maxMagnitude(const float* a, std::size_t n) noexcept {
         lanes = select(v > lanes, v, lanes);
     }
     float m = 0.0f;
-    for (int lane = 0; lane < 4; ++lane) m = lanes[lane] > m ? lanes[lane] : m;
+    for (int lane = 0; lane < 4; ++lane)
+        m = lanes[lane] > m ? lanes[lane] : m;
     for (; k < n; ++k) {
         const float v = std::fabs(a[k]);
         m = v > m ? v : m;
@@ -37,7 +40,8 @@ SORIX_LANES_INLINE float maxMagnitude(const float* a, std::size_t n) noexcept {
 
 // Copies n samples, turning non-finite ones into 0 and holding finite ones within +-limit.
 // x - x is 0 exactly when x is finite.
-SORIX_LANES_INLINE void copyFiniteClamped(const float* from, float* to, std::size_t n, float limit) noexcept {
+SORIX_LANES_INLINE void copyFiniteClamped(const float* from, float* to, std::size_t n,
+                                          float limit) noexcept {
     std::size_t k = 0;
     for (; k + 4 <= n; k += 4) {
         const Float4 x = load4(from + k);
