@@ -6,6 +6,7 @@ set -euo pipefail
 packages=(
     cmake g++ make pkg-config
     libsndfile1-dev
+    qt6-base-dev
     libgtest-dev libgmock-dev libbenchmark-dev
     sox
 )

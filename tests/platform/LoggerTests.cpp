@@ -1,0 +1,63 @@
+#include <gtest/gtest.h>
+
+#include <cstdio>
+#include <string>
+
+#include "Logger.h"
+
+namespace sorix {
+namespace {
+
+TEST(LoggerTest, PrivacyMarkersAreDroppedAndTheRestFormatsAsPrintf) {
+    EXPECT_EQ(formatLogMessage("state -> failed: %{public}s", "Could not start"),
+              "state -> failed: Could not start");
+    EXPECT_EQ(formatLogMessage("boost %{public}f at %d%%", 2.5, 40), "boost 2.500000 at 40%");
+    EXPECT_EQ(formatLogMessage("%{public}.1f,%{private}s", 3.25, "x"), "3.2,x");
+    EXPECT_EQ(formatLogMessage("%%{public}s stays literal"), "%{public}s stays literal");
+    EXPECT_EQ(formatLogMessage("no placeholders"), "no placeholders");
+}
+
+TEST(LoggerTest, LinesCarryLevelCategoryAndStringArguments) {
+    auto sink = std::make_shared<RecordingLogSink>();
+    const Logger logger("TapEngine", sink);
+    const std::string preset = "music";
+    logger.log("EQ preset -> %{public}s", preset);
+    logger.error("Build failed (%{public}s), retry %d", "no device", 2);
+
+    ASSERT_EQ(sink->lines.size(), 2u);
+    EXPECT_EQ(sink->lines[0].level, LogLevel::standard);
+    EXPECT_EQ(sink->lines[0].category, "TapEngine");
+    EXPECT_EQ(sink->lines[0].message, "EQ preset -> music");
+    EXPECT_EQ(sink->lines[1].level, LogLevel::error);
+    EXPECT_EQ(sink->lines[1].message, "Build failed (no device), retry 2");
+}
+
+TEST(LoggerTest, DisabledLevelsAreNotFormattedOrWritten) {
+    struct ErrorsOnly : RecordingLogSink {
+        bool isEnabled(LogLevel level) const override { return level == LogLevel::error; }
+    };
+    auto sink = std::make_shared<ErrorsOnly>();
+    const Logger logger("TapEngine", sink);
+    EXPECT_FALSE(logger.isEnabled(LogLevel::standard));
+    logger.log("dropped");
+    logger.error("kept");
+    EXPECT_EQ(sink->messages(), std::vector<std::string>{"kept"});
+}
+
+TEST(LoggerTest, StreamSinkWritesOneTaggedLinePerMessage) {
+    std::FILE* stream = std::tmpfile();
+    ASSERT_NE(stream, nullptr);
+    const Logger logger("TapEngine", std::make_shared<StreamLogSink>(stream));
+    logger.log("state -> %{public}s", "active");
+    logger.error("dead tap");
+
+    std::rewind(stream);
+    char buffer[256] = {};
+    const std::size_t read = std::fread(buffer, 1, sizeof buffer - 1, stream);
+    std::fclose(stream);
+    EXPECT_EQ(std::string(buffer, read),
+              "sorix[TapEngine] state -> active\nsorix[TapEngine] dead tap\n");
+}
+
+}  // namespace
+}  // namespace sorix
