@@ -6,7 +6,7 @@ set -euo pipefail
 packages=(
     cmake g++ make pkg-config
     libsndfile1-dev
-    qt6-base-dev
+    qt6-base-dev nlohmann-json3-dev
     libgtest-dev libgmock-dev libbenchmark-dev
     sox
 )

@@ -1,0 +1,113 @@
+#include "JsonSettingsStore.h"
+
+#include <fcntl.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <cstdlib>
+#include <cstring>
+#include <fstream>
+#include <sstream>
+
+namespace sorix {
+
+namespace {
+
+// Writes all of `text` to a new file beside `target` and renames it over `target`.
+bool replaceAtomically(const std::filesystem::path& target, const std::string& text,
+                       std::string& error) {
+    std::string pattern = target.string() + ".tmp-XXXXXX";
+    const int fd = ::mkstemp(pattern.data());
+    if (fd < 0) {
+        error = std::strerror(errno);
+        return false;
+    }
+    const char* data = text.data();
+    std::size_t left = text.size();
+    bool ok = true;
+    while (ok && left > 0) {
+        const ssize_t written = ::write(fd, data, left);
+        if (written < 0 && errno == EINTR) continue;
+        ok = written > 0;
+        if (ok) {
+            data += written;
+            left -= static_cast<std::size_t>(written);
+        }
+    }
+    // The data must be on disk before the rename makes it the settings.
+    ok = ok && ::fsync(fd) == 0;
+    if (!ok) error = std::strerror(errno);
+    ::close(fd);
+    if (ok && ::rename(pattern.c_str(), target.c_str()) != 0) {
+        error = std::strerror(errno);
+        ok = false;
+    }
+    if (!ok) ::unlink(pattern.c_str());
+    return ok;
+}
+
+}  // namespace
+
+JsonSettingsStore::JsonSettingsStore(std::filesystem::path file, ProblemReporter reportProblem)
+    : file_(std::move(file)), reportProblem_(std::move(reportProblem)) {
+    load();
+}
+
+std::filesystem::path JsonSettingsStore::defaultPath() {
+    const char* configHome = std::getenv("XDG_CONFIG_HOME");
+    std::filesystem::path base;
+    if (configHome != nullptr && configHome[0] == '/') {
+        base = configHome;
+    } else {
+        const char* home = std::getenv("HOME");
+        base = std::filesystem::path(home != nullptr ? home : ".") / ".config";
+    }
+    return base / "sorix" / "settings.json";
+}
+
+void JsonSettingsStore::load() {
+    std::error_code ec;
+    if (!std::filesystem::exists(file_, ec)) return;
+
+    std::ifstream in(file_, std::ios::binary);
+    if (!in) return keepAside("it cannot be read");
+    std::ostringstream text;
+    text << in.rdbuf();
+    Value document = Value::parse(text.str(), nullptr, /*allow_exceptions=*/false);
+    if (document.is_discarded() || !document.is_object()) {
+        return keepAside("it is not a settings document");
+    }
+    for (auto& [key, value] : document.items())
+        MemorySettingsStore::setObject(key, value);
+}
+
+void JsonSettingsStore::keepAside(const std::string& why) {
+    std::filesystem::path aside = file_;
+    aside += ".corrupt";
+    std::error_code ec;
+    std::filesystem::rename(file_, aside, ec);
+    if (!reportProblem_) return;
+    reportProblem_("Settings file " + file_.string() + " was set aside because " + why +
+                   (ec ? "" : " (kept as " + aside.string() + ")") + "; using the defaults");
+}
+
+void JsonSettingsStore::setObject(std::string_view key, Value value) {
+    MemorySettingsStore::setObject(key, std::move(value));
+    save();
+}
+
+void JsonSettingsStore::removeObject(std::string_view key) {
+    MemorySettingsStore::removeObject(key);
+    save();
+}
+
+void JsonSettingsStore::save() {
+    std::error_code ec;
+    std::filesystem::create_directories(file_.parent_path(), ec);
+    std::string error;
+    if (!replaceAtomically(file_, contents().dump(2) + "\n", error) && reportProblem_) {
+        reportProblem_("Could not save settings to " + file_.string() + ": " + error);
+    }
+}
+
+}  // namespace sorix

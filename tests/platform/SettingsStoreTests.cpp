@@ -1,0 +1,168 @@
+#include <gtest/gtest.h>
+#include <signal.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <cstdlib>
+#include <filesystem>
+#include <fstream>
+#include <optional>
+#include <set>
+#include <string>
+
+#include "JsonSettingsStore.h"
+#include "SettingsKeys.h"
+
+namespace sorix {
+namespace {
+
+namespace fs = std::filesystem;
+
+class SettingsStoreTest : public ::testing::Test {
+  protected:
+    void SetUp() override {
+        std::string pattern = (fs::temp_directory_path() / "sorix-settings-XXXXXX").string();
+        ASSERT_NE(::mkdtemp(pattern.data()), nullptr);
+        directory_ = pattern;
+        file_ = directory_ / "sorix" / "settings.json";
+    }
+    void TearDown() override { fs::remove_all(directory_); }
+
+    void writeFile(const std::string& text) {
+        fs::create_directories(file_.parent_path());
+        std::ofstream(file_) << text;
+    }
+
+    fs::path directory_;
+    fs::path file_;
+};
+
+TEST_F(SettingsStoreTest, EveryKindOfValueSurvivesARestart) {
+    {
+        JsonSettingsStore store(file_);
+        store.setDouble(SettingsKeys::volumeBoost, 2.5);
+        store.setBool(SettingsKeys::boostActive, true);
+        store.setString(SettingsKeys::customEQGains, "3.0,0.0,-1.5,0.0,0.0,0.0");
+        store.setStringArray(SettingsKeys::outputDeviceUIDs, {"usb-dac", "hdmi"});
+        store.setObject(SettingsKeys::outputDelays, {{"usb-dac", 20.0}, {"hdmi", 0.0}});
+        store.setBool(SettingsKeys::debugUnmuted, true);
+        store.removeObject(SettingsKeys::debugUnmuted);
+    }
+    const JsonSettingsStore store(file_);
+    EXPECT_EQ(store.doubleForKey(SettingsKeys::volumeBoost), 2.5);
+    EXPECT_TRUE(store.boolForKey(SettingsKeys::boostActive));
+    EXPECT_EQ(store.string(SettingsKeys::customEQGains), "3.0,0.0,-1.5,0.0,0.0,0.0");
+    EXPECT_EQ(store.stringArray(SettingsKeys::outputDeviceUIDs),
+              (std::vector<std::string>{"usb-dac", "hdmi"}));
+    const auto delays = store.dictionary(SettingsKeys::outputDelays);
+    ASSERT_TRUE(delays.has_value());
+    EXPECT_EQ(delays->at("usb-dac"), 20.0);
+    EXPECT_FALSE(store.has(SettingsKeys::debugUnmuted));
+}
+
+TEST_F(SettingsStoreTest, AValueOfAnotherTypeReadsAsAbsent) {
+    MemorySettingsStore store;
+    store.setString(SettingsKeys::volumeBoost, "2.0");
+    store.setDouble(SettingsKeys::boostActive, 1.0);
+    store.setObject(SettingsKeys::outputDeviceUIDs, {"usb-dac", 3});
+    store.setStringArray(SettingsKeys::outputVolumes, {"not", "a", "dictionary"});
+    store.setBool(SettingsKeys::eqPreset, true);
+
+    EXPECT_EQ(store.number(SettingsKeys::volumeBoost), std::nullopt);
+    EXPECT_EQ(store.doubleForKey(SettingsKeys::volumeBoost), 0.0);
+    EXPECT_EQ(store.boolean(SettingsKeys::boostActive), std::nullopt);
+    EXPECT_FALSE(store.boolForKey(SettingsKeys::boostActive));
+    EXPECT_EQ(store.stringArray(SettingsKeys::outputDeviceUIDs), std::nullopt);
+    EXPECT_EQ(store.dictionary(SettingsKeys::outputVolumes), std::nullopt);
+    EXPECT_EQ(store.string(SettingsKeys::eqPreset), std::nullopt);
+    // Present all the same, for readers that test presence first.
+    EXPECT_TRUE(store.has(SettingsKeys::eqPreset));
+    EXPECT_EQ(store.stringArray(SettingsKeys::outputDeviceUID), std::nullopt);
+}
+
+TEST_F(SettingsStoreTest, ABrokenFileIsKeptAsideAndTheDefaultsApply) {
+    for (const std::string broken : {"{\"volumeBoost\": 2.0,", "[1, 2, 3]", "\x01\x02garbage"}) {
+        writeFile(broken);
+        std::vector<std::string> problems;
+        JsonSettingsStore store(file_,
+                                [&](const std::string& problem) { problems.push_back(problem); });
+
+        EXPECT_FALSE(store.has(SettingsKeys::volumeBoost)) << broken;
+        ASSERT_EQ(problems.size(), 1u) << broken;
+        EXPECT_NE(problems[0].find("settings.json.corrupt"), std::string::npos) << problems[0];
+        std::ifstream aside(file_.string() + ".corrupt");
+        EXPECT_EQ(std::string(std::istreambuf_iterator<char>(aside), {}), broken);
+
+        // The next change writes a good file again.
+        store.setBool(SettingsKeys::safeMode, false);
+        EXPECT_EQ(JsonSettingsStore(file_).boolean(SettingsKeys::safeMode), false);
+    }
+}
+
+TEST_F(SettingsStoreTest, AWriterKilledMidWriteLeavesTheOldOrTheNewDocument) {
+    {
+        JsonSettingsStore store(file_);
+        store.setDouble(SettingsKeys::volumeBoost, 0.0);
+    }
+    // Large documents make each write long enough to be interrupted now and then.
+    const std::vector<std::string> padding(20000, "a pinned output with a long identifier");
+    for (int round = 0; round < 8; ++round) {
+        const pid_t child = ::fork();
+        ASSERT_GE(child, 0);
+        if (child == 0) {
+            JsonSettingsStore store(file_);
+            store.setStringArray(SettingsKeys::outputDeviceUIDs, padding);
+            for (int i = 1;; ++i)
+                store.setDouble(SettingsKeys::volumeBoost, i);
+        }
+        ::usleep(static_cast<useconds_t>(20000 + round * 7000));
+        ::kill(child, SIGKILL);
+        ::waitpid(child, nullptr, 0);
+
+        std::vector<std::string> problems;
+        const JsonSettingsStore store(file_, [&](const std::string& p) { problems.push_back(p); });
+        EXPECT_TRUE(problems.empty()) << problems.front();
+        EXPECT_TRUE(store.number(SettingsKeys::volumeBoost).has_value());
+    }
+}
+
+// Sets an environment variable for one scope.
+class ScopedEnvironment {
+  public:
+    ScopedEnvironment(const char* name, const char* value) : name_(name) {
+        const char* saved = std::getenv(name);
+        if (saved != nullptr) saved_ = saved;
+        ::setenv(name, value, 1);
+    }
+    ~ScopedEnvironment() {
+        if (saved_) {
+            ::setenv(name_, saved_->c_str(), 1);
+        } else {
+            ::unsetenv(name_);
+        }
+    }
+
+  private:
+    const char* name_;
+    std::optional<std::string> saved_;
+};
+
+TEST_F(SettingsStoreTest, TheFileLivesInTheUsersConfigurationFolder) {
+    ScopedEnvironment home("HOME", "/home/someone");
+    {
+        ScopedEnvironment config("XDG_CONFIG_HOME", "/tmp/config-home");
+        EXPECT_EQ(JsonSettingsStore::defaultPath(),
+                  fs::path("/tmp/config-home/sorix/settings.json"));
+    }
+    ScopedEnvironment relative("XDG_CONFIG_HOME", "relative/ignored");
+    EXPECT_EQ(JsonSettingsStore::defaultPath(),
+              fs::path("/home/someone/.config/sorix/settings.json"));
+}
+
+TEST(SettingsKeysTest, ElevenDistinctKeys) {
+    const std::set<std::string_view> distinct(SettingsKeys::all.begin(), SettingsKeys::all.end());
+    EXPECT_EQ(distinct.size(), 11u);
+}
+
+}  // namespace
+}  // namespace sorix
