@@ -9,17 +9,17 @@ namespace sorix {
 
 namespace {
 
-struct Lanes {
+struct CoefficientLanes {
     Float4 b0, b1, b2, a1, a2;
 };
 
-struct Memories {
+struct MemoryLanes {
     Float4 x1, x2, y1, y2;
 };
 
 // One direct-form-I step for four independent filters, in the order of the scalar formula
 // y = b0 x + b1 x1 + b2 x2 - a1 y1 - a2 y2.
-SORIX_LANES_INLINE Float4 biquadStep(const Lanes& k, Memories& m, Float4 x) noexcept {
+SORIX_LANES_INLINE Float4 biquadStep(const CoefficientLanes& k, MemoryLanes& m, Float4 x) noexcept {
     const Float4 y = k.b0 * x + k.b1 * m.x1 + k.b2 * m.x2 - k.a1 * m.y1 - k.a2 * m.y2;
     m.x2 = m.x1;
     m.x1 = x;
@@ -161,8 +161,8 @@ SORIX_RENDER_CLONES void EQProcessor::processChannelPair(
     int64_t frames, std::array<LaneState, vectorsPerPair>& state) noexcept {
     constexpr int64_t latency = 2 * (bandCount - 1);
 
-    Lanes k[vectorsPerPair];
-    Memories m[vectorsPerPair];
+    CoefficientLanes k[vectorsPerPair];
+    MemoryLanes m[vectorsPerPair];
     for (int v = 0; v < vectorsPerPair; ++v) {
         const LaneCoefficients& c = set.lanes[v];
         k[v] = {load4(c.b0), load4(c.b1), load4(c.b2), load4(c.a1), load4(c.a2)};
@@ -185,7 +185,7 @@ SORIX_RENDER_CLONES void EQProcessor::processChannelPair(
             }
         }
         for (int v = 0; v < vectorsPerPair; ++v) {
-            const Memories before = m[v];
+            const MemoryLanes before = m[v];
             biquadStep(k[v], m[v], x[v]);
             for (int lane = 0; lane < lanesPerVector; ++lane) {
                 const int64_t frame = t - 2 * bandOfLane(v, lane);
@@ -208,8 +208,8 @@ SORIX_RENDER_CLONES void EQProcessor::processChannelPair(
         partialStep(t);
     if (t < frames) {
         // The steady state, with every memory in a local the compiler can keep in a register.
-        Memories m0 = m[0], m1 = m[1], m2 = m[2];
-        const Lanes k0 = k[0], k1 = k[1], k2 = k[2];
+        MemoryLanes m0 = m[0], m1 = m[1], m2 = m[2];
+        const CoefficientLanes k0 = k[0], k1 = k[1], k2 = k[2];
         for (; t < frames; ++t) {
             const float* in = buffer + t * channels;
             const Float4 x0 = lowHalves(Float4{in[first], in[second], 0, 0}, m0.y2);
