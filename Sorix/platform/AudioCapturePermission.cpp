@@ -36,6 +36,7 @@ void startDetached(std::vector<std::string> command) {
     if (child < 0) return;
     if (child == 0) {
         std::vector<char*> argv;
+        argv.reserve(command.size() + 1);
         for (std::string& part : command)
             argv.push_back(part.data());
         argv.push_back(nullptr);

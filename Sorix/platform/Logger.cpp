@@ -8,7 +8,7 @@ namespace sorix {
 namespace {
 
 std::string formatArguments(const char* format, std::va_list args) {
-    const std::string plain = plainPrintfFormat(format);
+    std::string plain = plainPrintfFormat(format);
     std::va_list measuring;
     va_copy(measuring, args);
     const int length = std::vsnprintf(nullptr, 0, plain.c_str(), measuring);
