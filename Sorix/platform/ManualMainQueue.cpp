@@ -13,7 +13,7 @@ struct ManualMainQueue::TimerState {
 class ManualMainQueue::ManualTimer : public MainQueue::Timer {
   public:
     explicit ManualTimer(std::shared_ptr<TimerState> state) : state_(std::move(state)) {}
-    ~ManualTimer() override { cancel(); }
+    ~ManualTimer() override { state_->cancelled = true; }
     void cancel() override { state_->cancelled = true; }
 
   private:
