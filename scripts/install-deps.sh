@@ -6,7 +6,8 @@ set -euo pipefail
 packages=(
     cmake g++ make pkg-config
     libsndfile1-dev
-    qt6-base-dev nlohmann-json3-dev
+    qt6-base-dev nlohmann-json3-dev libpulse-dev
+    pulseaudio pulseaudio-utils
     libgtest-dev libgmock-dev libbenchmark-dev
     sox
 )

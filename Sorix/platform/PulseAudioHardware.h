@@ -1,0 +1,161 @@
+#pragma once
+
+#include <atomic>
+#include <map>
+#include <memory>
+#include <mutex>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "AudioHardware.h"
+#include "MainQueue.h"
+
+struct pa_context;
+struct pa_mainloop_api;
+struct pa_sink_info;
+struct pa_threaded_mainloop;
+struct pa_time_event;
+
+namespace sorix {
+
+// The audio hardware layer on a PulseAudio server (or PipeWire's PulseAudio server). Sinks are
+// the devices, the default sink is the default output, clients are the process objects. Reads
+// answer from a mirror of the server's state that subscription events keep current, so a read
+// never waits on the server; volume writes go to the server and the mirror follows. Listeners
+// fire on the main queue when what they watch changes. A lost server makes every read fail and
+// wakes the liveness and default-output listeners; the layer reconnects when the server returns.
+// Sorix never starts a sound server itself.
+class PulseAudioHardware : public AudioHardware {
+  public:
+    // Connects and waits up to `connectTimeoutSeconds` for a first full picture of the server.
+    explicit PulseAudioHardware(MainQueue& mainQueue, double connectTimeoutSeconds = 3.0);
+    ~PulseAudioHardware() override;
+    PulseAudioHardware(const PulseAudioHardware&) = delete;
+    PulseAudioHardware& operator=(const PulseAudioHardware&) = delete;
+
+    // Whether the server is connected and mirrored.
+    bool isConnected() const;
+    // Waits (for tools and tests) until connected, or the timeout passes.
+    bool waitUntilConnected(double timeoutSeconds) const;
+
+    OSStatus getPropertyData(AudioObjectID object, const AudioObjectPropertyAddress& address,
+                             const PropertyQualifier& qualifier,
+                             PropertyValue& value) const override;
+    OSStatus getPropertyDataSize(AudioObjectID object, const AudioObjectPropertyAddress& address,
+                                 const PropertyQualifier& qualifier, uint32_t& size) const override;
+    bool hasProperty(AudioObjectID object,
+                     const AudioObjectPropertyAddress& address) const override;
+    OSStatus isPropertySettable(AudioObjectID object, const AudioObjectPropertyAddress& address,
+                                bool& settable) const override;
+    OSStatus setPropertyData(AudioObjectID object, const AudioObjectPropertyAddress& address,
+                             const PropertyValue& value) override;
+    OSStatus addPropertyListener(AudioObjectID object, const AudioObjectPropertyAddress& address,
+                                 const PropertyListener& listener) override;
+    OSStatus removePropertyListener(AudioObjectID object, const AudioObjectPropertyAddress& address,
+                                    const PropertyListener& listener) override;
+
+    // The capture pipeline's objects arrive with the engine.
+    OSStatus createProcessTap(const TapDescription&, AudioObjectID& tap) override;
+    OSStatus destroyProcessTap(AudioObjectID) override;
+    OSStatus createAggregateDevice(const AggregateDeviceDescription&,
+                                   AudioObjectID& device) override;
+    OSStatus destroyAggregateDevice(AudioObjectID) override;
+    OSStatus createIOProcID(AudioObjectID, AudioDeviceIOBlock,
+                            AudioDeviceIOProcID& procID) override;
+    OSStatus destroyIOProcID(AudioObjectID, AudioDeviceIOProcID) override;
+    OSStatus startDevice(AudioObjectID, AudioDeviceIOProcID) override;
+    OSStatus stopDevice(AudioObjectID, AudioDeviceIOProcID) override;
+
+    int32_t currentProcessID() const override;
+
+  private:
+    struct Sink {
+        uint32_t index = 0;
+        AudioObjectID object = 0;
+        AudioObjectID stream = 0;
+        std::string name;
+        std::string description;
+        std::optional<uint32_t> transport;
+        std::vector<uint32_t> channelVolumes;  // raw server volumes, one per channel
+        float volume = 0;                      // channel average, 0..1
+        double sampleRate = 0;
+        uint32_t latencyFrames = 0;
+    };
+    struct Client {
+        uint32_t index = 0;
+        AudioObjectID object = 0;
+        std::optional<int32_t> pid;
+    };
+    struct SinkInput {
+        uint32_t index = 0;
+        uint32_t client = 0;
+        bool corked = true;
+    };
+    struct Registration {
+        AudioObjectID object;
+        AudioObjectPropertyAddress address;
+        PropertyListener listener;
+    };
+    struct Change {
+        AudioObjectID object;
+        uint32_t selector;
+    };
+
+    // Server thread: connection and mirror upkeep (all with the main-loop lock held).
+    void connect();
+    void scheduleReconnect();
+    static void onContextState(pa_context* context, void* self);
+    static void onSubscription(pa_context* context, int event, uint32_t index, void* self);
+    static void onReconnectTimer(pa_mainloop_api* api, pa_time_event* event, const struct timeval*,
+                                 void* self);
+    void startMirroring(pa_context* context);
+    static Sink sinkFromInfo(const pa_sink_info* info);
+    void requestServerInfo();
+    void requestSink(uint32_t index);
+    void requestAllSinks();
+    void requestClient(uint32_t index);
+    void requestAllClients();
+    void requestSinkInput(uint32_t index);
+    void requestAllSinkInputs();
+    void initialRequestDone();
+    void connectionLost();
+
+    // Mirror changes (server thread), then listeners notified on the main queue.
+    void storeSink(Sink sink);
+    void forgetSink(uint32_t index);
+    void storeDefaultSink(const std::string& name);
+    void storeClient(Client client);
+    void forgetClient(uint32_t index);
+    void storeSinkInput(SinkInput input);
+    void forgetSinkInput(uint32_t index);
+    void notify(const std::vector<Change>& changes);
+
+    // Reads (any thread, under the mirror lock).
+    const Sink* sinkByObject(AudioObjectID object) const;
+    const Client* clientByObject(AudioObjectID object) const;
+    bool clientRunsOutput(uint32_t clientIndex) const;
+    OSStatus readSystem(const AudioObjectPropertyAddress& address,
+                        const PropertyQualifier& qualifier, PropertyValue& value) const;
+    OSStatus readSink(const Sink& sink, const AudioObjectPropertyAddress& address,
+                      PropertyValue& value) const;
+
+    MainQueue& mainQueue_;
+    pa_threaded_mainloop* loop_ = nullptr;
+    pa_context* context_ = nullptr;
+    pa_time_event* reconnectTimer_ = nullptr;
+    bool shuttingDown_ = false;
+    int initialRequestsPending_ = 0;
+
+    mutable std::mutex mutex_;  // the mirror and the listener table
+    bool connected_ = false;
+    AudioObjectID nextObject_ = 100;
+    std::string defaultSinkName_;
+    uint32_t ownClientIndex_ = UINT32_MAX;
+    std::map<uint32_t, Sink> sinks_;  // by server index, which is also the server's order
+    std::map<uint32_t, Client> clients_;
+    std::map<uint32_t, SinkInput> sinkInputs_;
+    std::vector<Registration> listeners_;
+};
+
+}  // namespace sorix
