@@ -5,6 +5,7 @@ namespace sorix {
 uint32_t propertyDataSize(const PropertyValue& value) {
     struct Size {
         uint32_t operator()(uint32_t) const { return 4; }
+        uint32_t operator()(int32_t) const { return 4; }
         uint32_t operator()(float) const { return 4; }
         uint32_t operator()(double) const { return 8; }
         uint32_t operator()(const std::string&) const { return 8; }

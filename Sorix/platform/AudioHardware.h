@@ -74,6 +74,7 @@ inline constexpr uint32_t nominalSampleRate = fourCharCode("nsrt");      // devi
 inline constexpr uint32_t isAlive = fourCharCode("livn");                // device: 0 or 1
 inline constexpr uint32_t processObjects = fourCharCode("prs#");         // system: process ids
 inline constexpr uint32_t isRunningOutput = fourCharCode("piro");        // process: 0 or 1
+inline constexpr uint32_t processPID = fourCharCode("ppid");             // process: int32 pid
 inline constexpr uint32_t translatePIDToProcess = fourCharCode("id2p");  // system, pid qualifier
 inline constexpr uint32_t tapFormat = fourCharCode("tfmt");              // tap: stream format
 }  // namespace Selector
@@ -113,8 +114,8 @@ struct AudioStreamBasicDescription {
 };
 
 // A property's value. Object lists are ids; strings are UTF-8.
-using PropertyValue = std::variant<uint32_t, float, double, std::string, std::vector<AudioObjectID>,
-                                   AudioStreamBasicDescription>;
+using PropertyValue = std::variant<uint32_t, int32_t, float, double, std::string,
+                                   std::vector<AudioObjectID>, AudioStreamBasicDescription>;
 // What some reads need besides the address: a UID to translate, or a process id.
 using PropertyQualifier = std::variant<std::monostate, std::string, int32_t>;
 

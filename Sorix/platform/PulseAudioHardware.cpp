@@ -594,10 +594,15 @@ OSStatus PulseAudioHardware::getPropertyData(AudioObjectID object,
     if (object == kAudioObjectSystemObject) return readSystem(address, qualifier, value);
     if (const Sink* sink = sinkByObject(object)) return readSink(*sink, address, value);
     if (const Client* client = clientByObject(object)) {
-        if (address.mSelector != Selector::isRunningOutput)
-            return kAudioHardwareUnknownPropertyError;
-        value = uint32_t{clientRunsOutput(client->index) ? 1u : 0u};
-        return kAudioHardwareNoError;
+        if (address.mSelector == Selector::isRunningOutput) {
+            value = uint32_t{clientRunsOutput(client->index) ? 1u : 0u};
+            return kAudioHardwareNoError;
+        }
+        if (address.mSelector == Selector::processPID && client->pid) {
+            value = *client->pid;
+            return kAudioHardwareNoError;
+        }
+        return kAudioHardwareUnknownPropertyError;
     }
     return kAudioHardwareBadObjectError;
 }

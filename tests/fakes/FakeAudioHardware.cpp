@@ -64,6 +64,7 @@ void FakeAudioHardware::setDefaultOutput(AudioObjectID device) {
 AudioObjectID FakeAudioHardware::addProcess(int32_t pid, bool runningOutput) {
     const AudioObjectID process = newObject();
     objects_[process][{Selector::isRunningOutput, kGlobal}] = {uint32_t{runningOutput ? 1u : 0u}};
+    objects_[process][{Selector::processPID, kGlobal}] = {pid};
     processes_[pid] = process;
     refreshSystemLists();
     return process;
