@@ -4,6 +4,7 @@
 #include <unistd.h>
 
 #include <cerrno>
+#include <chrono>
 #include <cstdlib>
 #include <cstring>
 #include <fstream>
@@ -65,7 +66,21 @@ std::filesystem::path JsonSettingsStore::defaultPath() {
     return base / "sorix" / "settings.json";
 }
 
+void JsonSettingsStore::removeAbandonedTemporaries() {
+    // A writer that was killed leaves its temporary file behind. A live one finishes within
+    // milliseconds, so anything older than a minute is abandoned.
+    std::error_code ec;
+    const std::string prefix = file_.filename().string() + ".tmp-";
+    const auto cutoff = std::filesystem::file_time_type::clock::now() - std::chrono::minutes(1);
+    for (const auto& entry : std::filesystem::directory_iterator(file_.parent_path(), ec)) {
+        if (entry.path().filename().string().rfind(prefix, 0) != 0) continue;
+        std::error_code ignored;
+        if (entry.last_write_time(ignored) < cutoff) std::filesystem::remove(entry.path(), ignored);
+    }
+}
+
 void JsonSettingsStore::load() {
+    removeAbandonedTemporaries();
     std::error_code ec;
     if (!std::filesystem::exists(file_, ec)) return;
 

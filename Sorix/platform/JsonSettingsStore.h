@@ -28,6 +28,7 @@ class JsonSettingsStore : public MemorySettingsStore {
 
   private:
     void load();
+    void removeAbandonedTemporaries();
     void keepAside(const std::string& why);
     void save();
 

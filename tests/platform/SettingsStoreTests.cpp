@@ -3,6 +3,7 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include <chrono>
 #include <cstdlib>
 #include <filesystem>
 #include <fstream>
@@ -124,6 +125,23 @@ TEST_F(SettingsStoreTest, AWriterKilledMidWriteLeavesTheOldOrTheNewDocument) {
         EXPECT_TRUE(problems.empty()) << problems.front();
         EXPECT_TRUE(store.number(SettingsKeys::volumeBoost).has_value());
     }
+
+    // Temporaries of killed writers are cleared away once they are clearly abandoned.
+    const auto temporaries = [&] {
+        int count = 0;
+        for (const auto& entry : fs::directory_iterator(file_.parent_path())) {
+            count += entry.path().filename().string().find(".tmp-") != std::string::npos;
+        }
+        return count;
+    };
+    std::ofstream(file_.string() + ".tmp-abandoned") << "{";
+    for (const auto& entry : fs::directory_iterator(file_.parent_path())) {
+        if (entry.path().filename().string().find(".tmp-") == std::string::npos) continue;
+        fs::last_write_time(entry.path(), fs::file_time_type::clock::now() - std::chrono::hours(1));
+    }
+    ASSERT_GT(temporaries(), 0);
+    const JsonSettingsStore reopened(file_);
+    EXPECT_EQ(temporaries(), 0);
 }
 
 // Sets an environment variable for one scope.
