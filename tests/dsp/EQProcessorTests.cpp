@@ -1,0 +1,166 @@
+#include <gtest/gtest.h>
+
+#include <complex>
+#include <numbers>
+#include <set>
+#include <vector>
+
+#include "EQProcessor.h"
+#include "ReferenceDsp.h"
+
+namespace sorix {
+namespace {
+
+using Preset = EQProcessor::Preset;
+
+double magnitudeDB(const EQProcessor::Coeff& c, double hz, double rate) {
+    const std::complex<double> z = std::polar(1.0, -2.0 * std::numbers::pi * hz / rate);
+    const double b0 = c.b0, b1 = c.b1, b2 = c.b2, a1 = c.a1, a2 = c.a2;
+    const auto h = (b0 + b1 * z + b2 * z * z) / (1.0 + a1 * z + a2 * z * z);
+    return 20.0 * std::log10(std::abs(h));
+}
+
+// Runs the same program through the processor and the reference in blocks of every size,
+// forwards with one set, then backwards after a recompute to another.
+void expectMatchesReference(int64_t channels, Preset first, Preset second) {
+    EQProcessor eq;
+    ref::Equaliser reference;
+    int64_t total = 0;
+    for (const int64_t b : ref::kBlockSizes)
+        total += 2 * b;
+    std::vector<float> ours = ref::program(channels, total, 0.8f, 23);
+    std::vector<float> theirs = ours;
+    int64_t offset = 0;
+    for (const bool backwards : {false, true}) {
+        eq.setGains(EQProcessor::gains(backwards ? second : first));
+        reference.reset(eq);
+        for (std::size_t i = 0; i < ref::kBlockSizes.size(); ++i) {
+            const int64_t frames = ref::kBlockSizes[backwards ? 14 - i : i];
+            eq.process(ours.data() + offset * channels, channels, frames);
+            reference.process(theirs.data() + offset * channels, channels, frames);
+            offset += frames;
+        }
+    }
+    EXPECT_EQ(ref::firstMismatch(ours, theirs), -1) << channels << " channels";
+}
+
+TEST(EQProcessorTest, MatchesFrameByFrameReferenceToTheBit) {
+    for (const int64_t channels : {1, 2, 3, 5, 8}) {
+        expectMatchesReference(channels, Preset::movie, Preset::bass);
+        expectMatchesReference(channels, Preset::treble, Preset::voice);
+    }
+}
+
+TEST(EQProcessorTest, SoftClipperBendsAboveTheKneeAndStopsAtFullScale) {
+    // A barely active high shelf leaves a steady level all but unchanged, so what comes out is
+    // the clipper's work.
+    EQProcessor eq;
+    eq.setGains(std::vector<float>{0, 0, 0, 0, 0, 0.02f});
+    ASSERT_TRUE(eq.active());
+    std::vector<float> block;
+    for (const float level : {0.95f, 5.0f, -5.0f, 0.5f})
+        block.insert(block.end(), 2000, level);
+    eq.process(block.data(), 1, static_cast<int64_t>(block.size()));
+    for (int i = 0; i < 2000; ++i) {
+        if (i >= 100) {
+            ASSERT_NEAR(block[i], 0.9487f, 1e-4f) << i;
+        }
+        ASSERT_EQ(block[2000 + i], 1.0f) << i;
+        ASSERT_EQ(block[4000 + i], -1.0f) << i;
+    }
+    EXPECT_NEAR(block.back(), 0.5f, 1e-3f);
+}
+
+TEST(EQProcessorTest, BandDesign) {
+    const auto c = EQProcessor::coefficient(EQProcessor::bands[2], 6.0f, 48000.0f);
+    EXPECT_NEAR(magnitudeDB(c, 1000.0, 48000.0), 6.0, 0.01);
+    EXPECT_NEAR(magnitudeDB(c, 20.0, 48000.0), 0.0, 0.05);
+    const auto shelf = EQProcessor::coefficient(EQProcessor::bands[0], -9.0f, 44100.0f);
+    EXPECT_NEAR(magnitudeDB(shelf, 10.0, 44100.0), -9.0, 0.1);
+    EXPECT_NEAR(magnitudeDB(shelf, 10000.0, 44100.0), 0.0, 0.1);
+    for (const auto& band : EQProcessor::bands) {
+        EXPECT_EQ(EQProcessor::coefficient(band, 0.0f, 48000.0f), EQProcessor::Coeff{});
+        EXPECT_EQ(EQProcessor::coefficient(band, -0.005f, 48000.0f), EQProcessor::Coeff{});
+    }
+}
+
+TEST(EQProcessorTest, SetGainsPadsTruncatesAndClamps) {
+    EQProcessor eq;
+    const std::vector<float> music(EQProcessor::gains(Preset::music).begin(),
+                                   EQProcessor::gains(Preset::music).end());
+    const std::vector<float> noisy = ref::program(2, 256, 0.5f, 5);
+
+    eq.setGains({});
+    EXPECT_EQ(eq.gainsDB, (std::array<float, 6>{}));
+    EXPECT_FALSE(eq.active());
+    std::vector<float> block = noisy;
+    eq.process(block.data(), 2, 256);
+    EXPECT_EQ(block, noisy);
+
+    eq.setGains(std::vector<float>{1, 2, 3, 4, 5, 6, 7, 8});
+    EXPECT_EQ(eq.gainsDB, (std::array<float, 6>{1, 2, 3, 4, 5, 6}));
+    eq.setGains(std::vector<float>{20, -30});
+    EXPECT_EQ(eq.gainsDB, (std::array<float, 6>{12, -12, 0, 0, 0, 0}));
+    EXPECT_EQ(eq.coeffs()[0], EQProcessor::coefficient(EQProcessor::bands[0], 12, 48000));
+    eq.setGains(std::vector<float>{0, 0, 0.005f});
+    EXPECT_FALSE(eq.active());
+
+    eq.setGains(music);
+    ASSERT_TRUE(eq.active());
+    const std::vector<float> nine = ref::program(9, 256, 0.9f, 6);
+    block = nine;
+    eq.process(block.data(), 9, 256);
+    EXPECT_EQ(block, nine);
+    block = noisy;
+    eq.process(block.data(), 2, 256);
+    EXPECT_NE(block, noisy);
+}
+
+TEST(EQProcessorTest, PresetsRoundTripByRawValue) {
+    std::set<std::string_view> titles, symbols;
+    for (const Preset preset : EQProcessor::allPresets) {
+        EXPECT_EQ(EQProcessor::preset(EQProcessor::rawValue(preset)), preset);
+        EXPECT_FALSE(EQProcessor::title(preset).empty());
+        titles.insert(EQProcessor::title(preset));
+        symbols.insert(EQProcessor::symbolName(preset));
+    }
+    EXPECT_EQ(titles.size(), EQProcessor::allPresets.size());
+    EXPECT_EQ(symbols.size(), EQProcessor::allPresets.size());
+    EXPECT_EQ(EQProcessor::rawValue(Preset::bass), "bass");
+    EXPECT_EQ(EQProcessor::title(Preset::bass), "Bass");
+    EXPECT_EQ(EQProcessor::gains(Preset::bass)[0], 10.0f);
+    EXPECT_EQ(EQProcessor::preset("loudness"), std::nullopt);
+    EXPECT_EQ(EQProcessor::preset("Bass"), std::nullopt);
+    EXPECT_EQ(EQProcessor::preset(""), std::nullopt);
+}
+
+TEST(ResponseCurveTest, SingleBandPeaksAtItsFrequency) {
+    const std::vector<float> oneK{0, 0, 6, 0, 0, 0};
+    const auto curve = EQProcessor::responseCurveDB(oneK, 48000.0f, 64);
+    ASSERT_EQ(curve.size(), 64u);
+    EXPECT_NEAR(curve[35], 5.9f, 0.05f);
+    EXPECT_NEAR(curve[36], 6.0f, 0.05f);
+    EXPECT_NEAR(curve.front(), 0.0f, 0.01f);
+    EXPECT_NEAR(curve.back(), 0.0f, 0.05f);
+    EXPECT_NEAR(EQProcessor::responseCurveFrequency(35, 64), 929.0f, 1.0f);
+
+    const auto& bass = EQProcessor::gains(Preset::bass);
+    const auto bassCurve = EQProcessor::responseCurveDB(bass, 48000.0f, 64);
+    EXPECT_NEAR(bassCurve.front(), 10.0f, 0.1f);
+    EXPECT_NEAR(bassCurve.back(), 0.0f, 0.1f);
+}
+
+TEST(ResponseCurveTest, DegenerateRequests) {
+    const std::vector<float> zeros(6, 0.0f);
+    EXPECT_EQ(EQProcessor::responseCurveDB(zeros, 48000.0f, 64), std::vector<float>(64, 0.0f));
+    EXPECT_EQ(EQProcessor::responseCurveDB({}, 44100.0f, 16), std::vector<float>(16, 0.0f));
+    EXPECT_TRUE(EQProcessor::responseCurveDB(EQProcessor::gains(Preset::voice), 48000, 0).empty());
+    EXPECT_TRUE(EQProcessor::responseCurveDB(EQProcessor::gains(Preset::voice), 48000, -3).empty());
+    const auto single = EQProcessor::responseCurveDB(EQProcessor::gains(Preset::bass), 48000, 1);
+    ASSERT_EQ(single.size(), 1u);
+    EXPECT_EQ(EQProcessor::responseCurveFrequency(0, 1), 20.0f);
+    EXPECT_NEAR(single[0], 10.0f, 0.1f);
+}
+
+}  // namespace
+}  // namespace sorix
