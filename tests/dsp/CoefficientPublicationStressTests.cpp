@@ -87,7 +87,7 @@ TEST(CoefficientPublicationTest, RenderThreadOnlyEverUsesWholeSets) {
 
     // Every sixteenth recompute waits for three more blocks: at least one of them starts after
     // the last publication, so each wait guarantees a pick-up and a continuation.
-    constexpr int kRecomputes = 24000, kBurst = 16;
+    constexpr int kRecomputes = 16000, kBurst = 16;
     for (int i = 0; i < kRecomputes; ++i) {
         eq.setGains(kSets[(i + i / 7) % kSets.size()]);
         if (i % kBurst == kBurst - 1) {

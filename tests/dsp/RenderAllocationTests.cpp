@@ -68,19 +68,15 @@ namespace {
 void escape(void* p) { asm volatile("" : : "r"(p) : "memory"); }
 
 TEST(RenderAllocationTest, CountingSeesEveryKindOfAllocation) {
-    const uint64_t before = allocations.load();
-    auto* plain = new int(1);
-    escape(plain);
-    delete plain;
     struct alignas(64) Wide {
         float lanes[16];
     };
+    const uint64_t before = allocations.load();
+    auto* plain = new int(1);
     auto* wide = new Wide[3];
-    escape(wide);
-    delete[] wide;
     auto* quiet = new (std::nothrow) double[5];
-    escape(quiet);
-    delete[] quiet;
+    escape(plain), escape(wide), escape(quiet);
+    delete plain, delete[] wide, delete[] quiet;
     EXPECT_EQ(allocations.load() - before, 3u);
 }
 
@@ -97,14 +93,13 @@ TEST(RenderAllocationTest, IOCyclesNeverAllocate) {
 
     constexpr uint32_t maxFrames = 512;
     std::vector<float> tap(2 * maxFrames);
-    std::vector<float> outs[4] = {std::vector<float>(2 * maxFrames),
-                                  std::vector<float>(4 * maxFrames), std::vector<float>(maxFrames),
-                                  std::vector<float>(2 * 300)};
+    std::vector<float> storage(8 * maxFrames);
     AudioBuffer in[2] = {{2, 64, tap.data()}, {2, 0, tap.data()}};
-    AudioBuffer out[4] = {{2, 0, outs[0].data()},
-                          {4, 0, outs[1].data()},
-                          {1, 0, outs[2].data()},
-                          {2, 0, outs[3].data()}};
+    // Stereo, four channels, mono and a stereo buffer shorter than most blocks.
+    AudioBuffer out[4] = {{2, 2 * maxFrames * 4, storage.data()},
+                          {4, 4 * maxFrames * 4, storage.data()},
+                          {1, maxFrames * 4, storage.data()},
+                          {2, 2 * 300 * 4, storage.data()}};
     const AudioBufferList inList{2, in};
     AudioBufferList outList{4, out};
 
@@ -118,8 +113,6 @@ TEST(RenderAllocationTest, IOCyclesNeverAllocate) {
         for (uint32_t i = 0; i < frames * channels; ++i, phase += 0.031f)
             tap[i] = std::sin(phase);
         in[1] = {channels, frames * channels * 4, tap.data()};
-        for (int k = 0; k < 4; ++k)
-            out[k].mDataByteSize = static_cast<uint32_t>(outs[k].size() * sizeof(float));
         buffers->processBypass = (round / 100) % 4 == 1 ? 1 : 0;
         if (round % 700 == 350)
             eq.setGains(EQProcessor::gains(round % 1400 == 350 ? EQProcessor::Preset::bass
