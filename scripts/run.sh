@@ -11,7 +11,7 @@ cmake --build build -j"$(nproc)" --target sorix-render
 mkdir -p out
 # A quiet plucked fifth: the kind of audio that needs a boost.
 sox -q -n -r 48000 -c 2 out/demo.wav synth 4 pluck C3 pluck G3 tremolo 2 40 vol 0.2
-build/tools/sorix-render --in out/demo.wav --preset music --boost 4 \
+build/tools/sorix-render/sorix-render --in out/demo.wav --preset music --boost 4 \
     --out out/demo-boosted.wav --out out/demo-second-speaker.wav:2:0.5:20
 
 echo "Sorix rendered the demo clip:"
