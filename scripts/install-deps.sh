@@ -4,7 +4,7 @@
 set -euo pipefail
 
 packages=(
-    cmake g++ make pkg-config
+    cmake g++ make pkg-config procps
     libsndfile1-dev
     qt6-base-dev nlohmann-json3-dev libpulse-dev
     pulseaudio pulseaudio-utils
