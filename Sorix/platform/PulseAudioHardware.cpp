@@ -8,6 +8,7 @@
 #include <cmath>
 #include <thread>
 
+#include "SinkLatency.h"
 #include "SinkTransport.h"
 
 namespace sorix {
@@ -16,7 +17,7 @@ namespace {
 
 constexpr uint32_t kSubscriptionMask = PA_SUBSCRIPTION_MASK_SINK | PA_SUBSCRIPTION_MASK_SERVER |
                                        PA_SUBSCRIPTION_MASK_CLIENT |
-                                       PA_SUBSCRIPTION_MASK_SINK_INPUT;
+                                       PA_SUBSCRIPTION_MASK_SINK_INPUT | PA_SUBSCRIPTION_MASK_CARD;
 constexpr pa_usec_t kReconnectDelayMicroseconds = 1'000'000;
 
 // Holds the main-loop lock for one scope; only ever taken off the server thread.
@@ -162,13 +163,14 @@ void PulseAudioHardware::startMirroring(pa_context* context) {
         std::lock_guard lock(mutex_);
         ownClientIndex_ = pa_context_get_index(context);
     }
-    initialRequestsPending_ = 4;
+    initialRequestsPending_ = 5;
     dropOperation(pa_context_subscribe(
         context, static_cast<pa_subscription_mask_t>(kSubscriptionMask), nullptr, nullptr));
     requestServerInfo();
     requestAllSinks();
     requestAllClients();
     requestAllSinkInputs();
+    requestAllCards();
 }
 
 void PulseAudioHardware::onSubscription(pa_context*, int event, uint32_t index, void* self) {
@@ -184,6 +186,9 @@ void PulseAudioHardware::onSubscription(pa_context*, int event, uint32_t index, 
             break;
         case PA_SUBSCRIPTION_EVENT_CLIENT:
             removed ? hardware->forgetClient(index) : hardware->requestClient(index);
+            break;
+        case PA_SUBSCRIPTION_EVENT_CARD:
+            removed ? hardware->forgetCard(index) : hardware->requestCard(index);
             break;
         case PA_SUBSCRIPTION_EVENT_SINK_INPUT:
             removed ? hardware->forgetSinkInput(index) : hardware->requestSinkInput(index);
@@ -217,6 +222,7 @@ void PulseAudioHardware::connectionLost() {
         sinks_.clear();
         clients_.clear();
         sinkInputs_.clear();
+        portLatencyOffsets_.clear();
         defaultSinkName_.clear();
     }
     initialRequestsPending_ = 0;
@@ -255,10 +261,11 @@ PulseAudioHardware::Sink PulseAudioHardware::sinkFromInfo(const pa_sink_info* in
         static_cast<float>(pa_cvolume_avg(&info->volume)) / static_cast<float>(PA_VOLUME_NORM),
         0.0f, 1.0f);
     sink.sampleRate = info->sample_spec.rate;
+    sink.card = info->card;
+    sink.activePort = described.activePort;
     // The device's own delay as configured, not the momentary fill of its buffer: it changes,
     // and notifies, only when the device's delay really changes.
-    sink.latencyFrames = static_cast<uint32_t>(static_cast<double>(info->configured_latency) *
-                                               info->sample_spec.rate / 1e6);
+    sink.configuredLatencyMicroseconds = info->configured_latency;
     return sink;
 }
 
@@ -284,6 +291,15 @@ void PulseAudioHardware::requestAllSinks() {
 }
 
 namespace {
+
+std::map<std::string, int64_t> portLatencyOffsetsOf(const pa_card_info* info) {
+    std::map<std::string, int64_t> offsets;
+    for (uint32_t i = 0; i < info->n_ports; ++i) {
+        const pa_card_port_info* port = info->ports[i];
+        if (port != nullptr && port->name != nullptr) offsets[port->name] = port->latency_offset;
+    }
+    return offsets;
+}
 
 std::optional<int32_t> processIDOf(const pa_proplist* list) {
     const char* text = pa_proplist_gets(list, PA_PROP_APPLICATION_PROCESS_ID);
@@ -342,12 +358,67 @@ void PulseAudioHardware::requestAllSinkInputs() {
         this));
 }
 
+void PulseAudioHardware::requestCard(uint32_t index) {
+    dropOperation(pa_context_get_card_info_by_index(
+        context_, index,
+        [](pa_context*, const pa_card_info* info, int, void* self) {
+            if (info != nullptr)
+                static_cast<PulseAudioHardware*>(self)->storeCardPorts(info->index,
+                                                                       portLatencyOffsetsOf(info));
+        },
+        this));
+}
+
+void PulseAudioHardware::requestAllCards() {
+    dropOperation(pa_context_get_card_info_list(
+        context_,
+        [](pa_context*, const pa_card_info* info, int eol, void* self) {
+            auto* hardware = static_cast<PulseAudioHardware*>(self);
+            if (info != nullptr) hardware->storeCardPorts(info->index, portLatencyOffsetsOf(info));
+            if (eol != 0) hardware->initialRequestDone();
+        },
+        this));
+}
+
 // --- The mirror (server thread writes, any thread reads) ---
+
+uint32_t PulseAudioHardware::latencyFramesOf(const Sink& sink) const {
+    int64_t offset = 0;
+    const auto card = portLatencyOffsets_.find(sink.card);
+    if (card != portLatencyOffsets_.end()) {
+        const auto port = card->second.find(sink.activePort);
+        if (port != card->second.end()) offset = port->second;
+    }
+    return sinkLatencyFrames(sink.configuredLatencyMicroseconds, offset, sink.sampleRate);
+}
+
+void PulseAudioHardware::storeCardPorts(uint32_t card,
+                                        std::map<std::string, int64_t> latencyOffsets) {
+    std::vector<Change> changes;
+    {
+        std::lock_guard lock(mutex_);
+        portLatencyOffsets_[card] = std::move(latencyOffsets);
+        for (auto& [index, sink] : sinks_) {
+            if (sink.card != card) continue;
+            const uint32_t frames = latencyFramesOf(sink);
+            if (frames == sink.latencyFrames) continue;
+            sink.latencyFrames = frames;
+            changes.push_back({sink.object, Selector::latency});
+        }
+    }
+    notify(changes);
+}
+
+void PulseAudioHardware::forgetCard(uint32_t card) {
+    std::lock_guard lock(mutex_);
+    portLatencyOffsets_.erase(card);
+}
 
 void PulseAudioHardware::storeSink(Sink sink) {
     std::vector<Change> changes;
     {
         std::lock_guard lock(mutex_);
+        sink.latencyFrames = latencyFramesOf(sink);
         const auto existing = sinks_.find(sink.index);
         if (existing == sinks_.end()) {
             sink.object = nextObject_++;

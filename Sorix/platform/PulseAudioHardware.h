@@ -80,7 +80,10 @@ class PulseAudioHardware : public AudioHardware {
         std::vector<uint32_t> channelVolumes;  // raw server volumes, one per channel
         float volume = 0;                      // channel average, 0..1
         double sampleRate = 0;
-        uint32_t latencyFrames = 0;
+        uint32_t card = UINT32_MAX;  // none
+        std::string activePort;
+        uint64_t configuredLatencyMicroseconds = 0;
+        uint32_t latencyFrames = 0;  // configured latency plus the port's offset
     };
     struct Client {
         uint32_t index = 0;
@@ -118,6 +121,8 @@ class PulseAudioHardware : public AudioHardware {
     void requestAllClients();
     void requestSinkInput(uint32_t index);
     void requestAllSinkInputs();
+    void requestCard(uint32_t index);
+    void requestAllCards();
     void initialRequestDone();
     void connectionLost();
 
@@ -129,6 +134,9 @@ class PulseAudioHardware : public AudioHardware {
     void forgetClient(uint32_t index);
     void storeSinkInput(SinkInput input);
     void forgetSinkInput(uint32_t index);
+    void storeCardPorts(uint32_t card, std::map<std::string, int64_t> latencyOffsets);
+    void forgetCard(uint32_t card);
+    uint32_t latencyFramesOf(const Sink& sink) const;
     void notify(const std::vector<Change>& changes);
 
     // Reads (any thread, under the mirror lock).
@@ -155,6 +163,8 @@ class PulseAudioHardware : public AudioHardware {
     std::map<uint32_t, Sink> sinks_;  // by server index, which is also the server's order
     std::map<uint32_t, Client> clients_;
     std::map<uint32_t, SinkInput> sinkInputs_;
+    // Card index -> port name -> latency offset in microseconds.
+    std::map<uint32_t, std::map<std::string, int64_t>> portLatencyOffsets_;
     std::vector<Registration> listeners_;
 };
 
