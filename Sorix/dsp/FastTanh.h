@@ -1,6 +1,6 @@
 #pragma once
 
-#include "Float4.h"
+#include "VectorLanes.h"
 
 namespace sorix {
 

@@ -3,7 +3,7 @@
 #include <cmath>
 #include <cstddef>
 
-#include "Float4.h"
+#include "VectorLanes.h"
 
 // The vector routines of the render path, four lanes at a time where it pays.
 namespace sorix::vec {
