@@ -1,57 +1,71 @@
 #include "RenderCommandLine.h"
 
-#include <cmath>
-#include <cstdlib>
+#include <algorithm>
+#include <array>
+#include <filesystem>
 #include <set>
-#include <sstream>
+#include <string_view>
 
+#include "NumberText.h"
 #include "RenderPath.h"
 
 namespace sorix::render {
 
-const char* const usageText =
-    "Usage:\n"
-    "  sorix-render --in IN --out PATH[:CHANNELS[:GAIN[:DELAY_MS]]] [--out ...]\n"
-    "               [--boost X] [--preset NAME | --gains G1,G2,...] [--block FRAMES] [--bypass]\n"
-    "  sorix-render --curve [--preset NAME | --gains G1,G2,...] [--rate HZ] [--points N]\n"
-    "\n"
-    "Runs Sorix's render path (boost, limiter, equaliser, per-output gain and delay) over an\n"
-    "audio file, one IO cycle per block, and writes one 32-bit float WAV per output.\n"
-    "\n"
-    "  --in IN          input audio file (any format libsndfile reads)\n"
-    "  --out SPEC       an output: PATH (no ':' in it), then optionally CHANNELS (1..64, default\n"
-    "                   the input's), GAIN (0 or more, default 1) and DELAY_MS (0..1500,\n"
-    "                   default 0); up to 32 outputs\n"
-    "  --boost X        boost factor 1..8 (default 1)\n"
-    "  --preset NAME    flat, music, bass, treble, voice, movie or custom\n"
-    "  --gains LIST     custom band gains in dB for 100 Hz, 300 Hz, 1 kHz, 3 kHz, 6 kHz, 10 kHz;\n"
-    "                   clamped to +-12, padded with zeros or cut to six\n"
-    "  --block FRAMES   frames per IO cycle (default 512)\n"
-    "  --bypass         transparent mode: no boost, limiter or equaliser\n"
-    "  --curve          print the equaliser's response instead: frequency (Hz) and level (dB)\n"
-    "                   per line; --gains are taken as the equaliser would store them\n"
-    "  --rate HZ        sample rate for the curve (default 48000)\n"
-    "  --points N       points on the curve, 20 Hz to 20 kHz (default 64)\n"
-    "  --help           this text\n";
-
 namespace {
 
-std::optional<double> parseNumber(const std::string& text) {
-    if (text.empty() || std::isspace(static_cast<unsigned char>(text.front()))) return std::nullopt;
-    char* end = nullptr;
-    const double value = std::strtod(text.c_str(), &end);
-    if (end != text.c_str() + text.size() || !std::isfinite(value)) return std::nullopt;
-    return value;
+constexpr float kMaxOutputGain = 1000.0f;
+constexpr double kMaxDelayMs = 1500.0;
+constexpr int kMaxCurvePoints = 100'000;
+
+enum class Option { in, out, boost, preset, gains, block, bypass, curve, rate, points, help };
+
+struct OptionName {
+    std::string_view name;
+    Option option;
+    bool takesValue;
+};
+
+constexpr std::array<OptionName, 11> kOptions = {{
+    {"--in", Option::in, true},
+    {"--out", Option::out, true},
+    {"--boost", Option::boost, true},
+    {"--preset", Option::preset, true},
+    {"--gains", Option::gains, true},
+    {"--block", Option::block, true},
+    {"--bypass", Option::bypass, false},
+    {"--curve", Option::curve, false},
+    {"--rate", Option::rate, true},
+    {"--points", Option::points, true},
+    {"--help", Option::help, false},
+}};
+
+const OptionName* findOption(std::string_view name) {
+    const auto* found = std::find_if(kOptions.begin(), kOptions.end(),
+                                     [&](const OptionName& o) { return o.name == name; });
+    return found == kOptions.end() ? nullptr : found;
 }
 
-std::vector<std::string> split(const std::string& text, char separator) {
-    std::vector<std::string> pieces;
-    std::string piece;
-    std::istringstream stream(text);
-    while (std::getline(stream, piece, separator))
-        pieces.push_back(piece);
-    if (!text.empty() && text.back() == separator) pieces.emplace_back();
-    return pieces;
+bool rendersOnly(Option option) {
+    return option == Option::in || option == Option::out || option == Option::boost ||
+           option == Option::block || option == Option::bypass;
+}
+
+// Keeps empty pieces: "a::b" and "a:" have an empty field, which is a mistake to report.
+std::vector<std::string_view> split(std::string_view text, char separator) {
+    std::vector<std::string_view> pieces;
+    for (;;) {
+        const std::size_t at = text.find(separator);
+        pieces.push_back(text.substr(0, at));
+        if (at == std::string_view::npos) return pieces;
+        text.remove_prefix(at + 1);
+    }
+}
+
+std::string inQuotes(std::string_view text) {
+    // Built up piece by piece: GCC 12 misreports a restrict overlap for "'" + std::string + "'".
+    std::string quoted = "'";
+    quoted.append(text).push_back('\'');
+    return quoted;
 }
 
 std::string presetNames() {
@@ -63,171 +77,173 @@ std::string presetNames() {
     return names;
 }
 
-// Reads one option's value, or explains what is missing.
-class Arguments {
-  public:
-    explicit Arguments(const std::vector<std::string>& arguments) : arguments_(arguments) {}
-    bool done() const { return next_ >= arguments_.size(); }
-    const std::string& take() { return arguments_[next_++]; }
-    std::optional<std::string> value() {
-        if (done()) return std::nullopt;
-        return take();
-    }
+// Two spellings of one file ("out.wav", "./out.wav", through a symlink) must count as the same.
+std::filesystem::path identity(const std::string& path) {
+    std::error_code error;
+    const std::filesystem::path absolute = std::filesystem::absolute(path, error);
+    if (error) return std::filesystem::path(path).lexically_normal();
+    // Made absolute first: a relative path whose first part does not exist comes back as is.
+    std::filesystem::path canonical = std::filesystem::weakly_canonical(absolute, error);
+    return error ? absolute.lexically_normal() : canonical;
+}
 
-  private:
-    const std::vector<std::string>& arguments_;
-    std::size_t next_ = 0;
-};
+std::optional<std::string> readOutput(std::string_view text, OutputSpec& output) {
+    const std::string where = "--out " + inQuotes(text) + ": ";
+    const std::vector<std::string_view> fields = split(text, ':');
+    if (fields.size() > 4) {
+        return where + "expected PATH[:CHANNELS[:GAIN[:DELAY_MS]]] (a path cannot contain ':')";
+    }
+    if (fields[0].empty()) return where + "the path is empty";
+    output.path = fields[0];
+    if (fields.size() > 1) {
+        const auto channels = parseNumber<uint32_t>(fields[1]);
+        if (!channels || *channels < 1 || *channels > kMaxFileChannels)
+            return where + "channels must be a whole number from 1 to 64";
+        output.channels = *channels;
+    }
+    if (fields.size() > 2) {
+        const auto gain = parseNumber<float>(fields[2]);
+        if (!gain || *gain < 0.0f || *gain > kMaxOutputGain)
+            return where + "gain must be a number from 0 to 1000";
+        output.gain = *gain;
+    }
+    if (fields.size() > 3) {
+        const auto delay = parseNumber<double>(fields[3]);
+        if (!delay || *delay < 0.0 || *delay > kMaxDelayMs)
+            return where + "delay must be a number of milliseconds from 0 to 1500";
+        output.delayMs = *delay;
+    }
+    return std::nullopt;
+}
+
+std::optional<std::string> readEqualiser(const std::optional<std::string>& presetName,
+                                         const std::optional<std::string>& gainsText,
+                                         EqualiserChoice& choice) {
+    if (presetName && gainsText) return "--preset and --gains cannot be combined";
+    if (presetName) {
+        choice.preset = EQProcessor::preset(*presetName);
+        if (!choice.preset)
+            return "unknown preset " + inQuotes(*presetName) + " (one of " + presetNames() + ")";
+    }
+    if (gainsText) {
+        choice.gains.emplace();
+        for (std::string_view piece : split(*gainsText, ',')) {
+            const auto gain = parseNumber<float>(piece);
+            if (!gain) return "--gains: " + inQuotes(piece) + " is not a number";
+            choice.gains->push_back(*gain);
+        }
+    }
+    return std::nullopt;
+}
+
+std::optional<std::string> checkOutputs(const RenderOptions& render) {
+    if (render.outputs.size() > RenderBuffers::outputSlots) return "at most 32 outputs";
+    const std::filesystem::path input = identity(render.input);
+    std::set<std::filesystem::path> seen;
+    for (const OutputSpec& output : render.outputs) {
+        const std::filesystem::path path = identity(output.path);
+        if (path == input) return "output " + inQuotes(output.path) + " would overwrite the input";
+        if (!seen.insert(path).second) return "output " + inQuotes(output.path) + " given twice";
+    }
+    return std::nullopt;
+}
 
 }  // namespace
 
 Command parseCommandLine(const std::vector<std::string>& arguments) {
     RenderOptions render;
     CurveOptions curve;
-    bool curveMode = false, renderOnly = false, haveRate = false, havePoints = false;
+    bool curveMode = false;
+    std::string_view renderOption, curveOption;  // the first of each seen, for mix-ups
     std::optional<std::string> presetName, gainsText;
 
-    Arguments args(arguments);
-    while (!args.done()) {
-        const std::string option = args.take();
-        if (option == "--help") return HelpRequest{};
-        if (option == "--curve") {
-            curveMode = true;
-            continue;
+    for (std::size_t i = 0; i < arguments.size(); ++i) {
+        const std::string& name = arguments[i];
+        const OptionName* known = findOption(name);
+        if (known == nullptr) return UsageError{"unknown option " + inQuotes(name)};
+        if (known->option == Option::help) return HelpRequest{};
+        std::string value;
+        if (known->takesValue) {
+            if (i + 1 == arguments.size()) return UsageError{name + " needs a value"};
+            value = arguments[++i];
         }
-        if (option == "--bypass") {
-            render.bypass = renderOnly = true;
-            continue;
-        }
-        const auto value = args.value();
-        if (!value) return UsageError{option + " needs a value"};
-        if (option == "--in") {
-            render.input = *value;
-            renderOnly = true;
-        } else if (option == "--out") {
-            renderOnly = true;
-            const auto fields = split(*value, ':');
-            if (fields.empty() || fields[0].empty() || fields.size() > 4) {
-                return UsageError{"--out " + *value +
-                                  ": expected PATH[:CHANNELS[:GAIN[:DELAY_MS]]]"};
+        if (rendersOnly(known->option) && renderOption.empty()) renderOption = known->name;
+        if ((known->option == Option::rate || known->option == Option::points) &&
+            curveOption.empty())
+            curveOption = known->name;
+
+        switch (known->option) {
+            case Option::in:
+                render.input = value;
+                break;
+            case Option::out:
+                if (auto error = readOutput(value, render.outputs.emplace_back()))
+                    return UsageError{*error};
+                break;
+            case Option::boost: {
+                const auto boost = parseNumber<float>(value);
+                if (!boost || *boost < 1.0f || *boost > 8.0f)
+                    return UsageError{"--boost " + inQuotes(value) +
+                                      ": must be a number from 1 to 8"};
+                render.boost = *boost;
+                break;
             }
-            OutputSpec output;
-            output.path = fields[0];
-            if (fields.size() > 1) {
-                const auto channels = parseNumber(fields[1]);
-                if (!channels || *channels < 1 || *channels > 64 ||
-                    std::floor(*channels) != *channels) {
-                    return UsageError{"--out " + *value +
-                                      ": channels must be a whole number 1..64"};
+            case Option::preset:
+                presetName = value;
+                break;
+            case Option::gains:
+                gainsText = value;
+                break;
+            case Option::block: {
+                const auto block = parseNumber<uint32_t>(value);
+                if (!block || *block < 1 || *block > RenderBuffers::scratchSamples) {
+                    return UsageError{"--block " + inQuotes(value) +
+                                      ": must be a whole number of frames from 1 to " +
+                                      std::to_string(RenderBuffers::scratchSamples)};
                 }
-                output.channels = static_cast<uint32_t>(*channels);
+                render.blockFrames = *block;
+                break;
             }
-            if (fields.size() > 2) {
-                const auto gain = parseNumber(fields[2]);
-                if (!gain || *gain < 0 || *gain > 1000) {
-                    return UsageError{"--out " + *value + ": gain must be a number from 0 to 1000"};
-                }
-                output.gain = static_cast<float>(*gain);
+            case Option::bypass:
+                render.bypass = true;
+                break;
+            case Option::curve:
+                curveMode = true;
+                break;
+            case Option::rate: {
+                const auto rate = parseNumber<float>(value);
+                if (!rate || *rate <= 0.0f)
+                    return UsageError{"--rate " + inQuotes(value) + ": must be a number above 0"};
+                curve.sampleRate = *rate;
+                break;
             }
-            if (fields.size() > 3) {
-                const auto delay = parseNumber(fields[3]);
-                if (!delay || *delay < 0 || *delay > 1500) {
-                    return UsageError{"--out " + *value + ": delay must be 0..1500 ms"};
-                }
-                output.delayMs = *delay;
+            case Option::points: {
+                const auto points = parseNumber<int>(value);
+                if (!points || *points < 0 || *points > kMaxCurvePoints)
+                    return UsageError{"--points " + inQuotes(value) +
+                                      ": must be a whole number from 0 to 100000"};
+                curve.points = *points;
+                break;
             }
-            render.outputs.push_back(output);
-        } else if (option == "--boost") {
-            renderOnly = true;
-            const auto boost = parseNumber(*value);
-            if (!boost || *boost < 1 || *boost > 8) return UsageError{"--boost must be 1..8"};
-            render.boost = static_cast<float>(*boost);
-        } else if (option == "--preset") {
-            presetName = *value;
-        } else if (option == "--gains") {
-            gainsText = *value;
-        } else if (option == "--block") {
-            renderOnly = true;
-            const auto block = parseNumber(*value);
-            if (!block || *block < 1 || std::floor(*block) != *block ||
-                *block > static_cast<double>(RenderBuffers::scratchSamples)) {
-                return UsageError{"--block must be a whole number of frames from 1 to " +
-                                  std::to_string(RenderBuffers::scratchSamples)};
-            }
-            render.blockFrames = static_cast<uint32_t>(*block);
-        } else if (option == "--rate") {
-            const auto rate = parseNumber(*value);
-            if (!rate || *rate <= 0 || *rate > 1e6)
-                return UsageError{"--rate must be 1..1000000 Hz"};
-            curve.sampleRate = static_cast<float>(*rate);
-            haveRate = true;
-        } else if (option == "--points") {
-            const auto points = parseNumber(*value);
-            if (!points || *points < 0 || *points > 100000 || std::floor(*points) != *points) {
-                return UsageError{"--points must be a whole number 0..100000"};
-            }
-            curve.points = static_cast<int>(*points);
-            havePoints = true;
-        } else {
-            return UsageError{"unknown option " + option};
+            case Option::help:
+                break;
         }
     }
 
     EqualiserChoice equaliser;
-    if (presetName && gainsText) return UsageError{"--preset and --gains cannot be combined"};
-    if (presetName) {
-        equaliser.preset = EQProcessor::preset(*presetName);
-        if (!equaliser.preset) {
-            return UsageError{"unknown preset " + *presetName + " (one of " + presetNames() + ")"};
-        }
-    }
-    if (gainsText) {
-        std::vector<float> gains;
-        for (const std::string& piece : split(*gainsText, ',')) {
-            const auto gain = parseNumber(piece);
-            if (!gain) return UsageError{"--gains: '" + piece + "' is not a number"};
-            gains.push_back(static_cast<float>(*gain));
-        }
-        equaliser.gains = gains;
-    }
-
+    if (auto error = readEqualiser(presetName, gainsText, equaliser)) return UsageError{*error};
     if (curveMode) {
-        if (renderOnly)
-            return UsageError{
-                "--curve cannot be combined with --in, --out, --boost, --block or --bypass"};
-        curve.equaliser = equaliser;
+        if (!renderOption.empty())
+            return UsageError{"--curve cannot be combined with " + std::string(renderOption)};
+        curve.equaliser = std::move(equaliser);
         return curve;
     }
-    if (haveRate || havePoints) return UsageError{"--rate and --points belong to --curve"};
+    if (!curveOption.empty()) return UsageError{std::string(curveOption) + " needs --curve"};
     if (render.input.empty()) return UsageError{"missing --in"};
     if (render.outputs.empty()) return UsageError{"missing --out"};
-    if (render.outputs.size() > RenderBuffers::outputSlots) {
-        return UsageError{"at most " + std::to_string(RenderBuffers::outputSlots) + " outputs"};
-    }
-    std::set<std::string> paths;
-    for (const OutputSpec& output : render.outputs) {
-        if (!paths.insert(output.path).second)
-            return UsageError{"output " + output.path + " given twice"};
-        if (output.path == render.input)
-            return UsageError{"output " + output.path + " would overwrite the input"};
-    }
-    render.equaliser = equaliser;
+    if (auto error = checkOutputs(render)) return UsageError{*error};
+    render.equaliser = std::move(equaliser);
     return render;
-}
-
-void applyEqualiser(const EqualiserChoice& choice, EQProcessor& eq) {
-    if (choice.gains) {
-        eq.setGains(*choice.gains);
-        return;
-    }
-    eq.gainsDB = EQProcessor::gains(choice.preset.value_or(EQProcessor::Preset::flat));
-    eq.recompute();
-}
-
-std::vector<float> equaliserGains(const EqualiserChoice& choice) {
-    EQProcessor eq;
-    applyEqualiser(choice, eq);
-    return {eq.gainsDB.begin(), eq.gainsDB.end()};
 }
 
 }  // namespace sorix::render

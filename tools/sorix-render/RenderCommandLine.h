@@ -6,16 +6,11 @@
 #include <variant>
 #include <vector>
 
-#include "EQProcessor.h"
+#include "EqualiserChoice.h"
 
 namespace sorix::render {
 
-// How the equaliser is set: a preset as the engine's preset control applies it, or custom gains
-// as its custom control applies them (clamped to +-12 dB, padded or cut to six).
-struct EqualiserChoice {
-    std::optional<EQProcessor::Preset> preset;
-    std::optional<std::vector<float>> gains;
-};
+inline constexpr uint32_t kMaxFileChannels = 64;
 
 struct OutputSpec {
     std::string path;
@@ -46,11 +41,10 @@ struct UsageError {
 
 using Command = std::variant<RenderOptions, CurveOptions, HelpRequest, UsageError>;
 
+// Reads the arguments after the program name. Every mistake is a UsageError with one line of
+// explanation; files are not opened here.
 Command parseCommandLine(const std::vector<std::string>& arguments);
-extern const char* const usageText;
 
-// The six gains the processor ends up with for this choice.
-std::vector<float> equaliserGains(const EqualiserChoice& choice);
-void applyEqualiser(const EqualiserChoice& choice, EQProcessor& eq);
+extern const char* const usageText;
 
 }  // namespace sorix::render

@@ -1,19 +1,20 @@
 #pragma once
 
 #include <optional>
-#include <ostream>
 #include <string>
 
 #include "RenderCommandLine.h"
 
 namespace sorix::render {
 
-// Runs the render path over the input file and writes every output. Returns an error message,
-// or nothing on success. On failure no output file is left behind: each is written to a
-// temporary beside it and renamed only when all are complete.
-std::optional<std::string> renderFiles(const RenderOptions& options);
+struct RenderFailure {
+    std::string message;
+    bool usage = false;  // the options do not suit this input, rather than a file going wrong
+};
 
-// Prints "frequency level" lines of the equaliser's response.
-void printCurve(const CurveOptions& options, std::ostream& out);
+// Runs the render path over the input file, one IO cycle per block, with the processors set up
+// as a pipeline of the input's rate sets them, and writes every output. On failure no output
+// file is left behind.
+std::optional<RenderFailure> renderFiles(const RenderOptions& options);
 
 }  // namespace sorix::render

@@ -6,6 +6,19 @@
 
 #include "RenderCommandLine.h"
 #include "RenderJob.h"
+#include "ResponseCurvePrinter.h"
+
+namespace {
+
+constexpr int kFailed = 1;
+constexpr int kUsageMistake = 2;
+
+int fail(const std::string& message, int status) {
+    std::cerr << "sorix-render: " << message << "\n";
+    return status;
+}
+
+}  // namespace
 
 int main(int argc, char** argv) {
     using namespace sorix::render;
@@ -14,17 +27,14 @@ int main(int argc, char** argv) {
         std::cout << usageText;
         return 0;
     }
-    if (const auto* error = std::get_if<UsageError>(&command)) {
-        std::cerr << "sorix-render: " << error->message << " (see --help)\n";
-        return 2;
-    }
+    if (const auto* error = std::get_if<UsageError>(&command))
+        return fail(error->message + " (see --help)", kUsageMistake);
     if (const auto* curve = std::get_if<CurveOptions>(&command)) {
         printCurve(*curve, std::cout);
-        return 0;
+        std::cout.flush();
+        return std::cout ? 0 : fail("cannot write the curve", kFailed);
     }
-    if (const auto failure = renderFiles(std::get<RenderOptions>(command))) {
-        std::cerr << "sorix-render: " << *failure << "\n";
-        return 1;
-    }
+    if (const auto failure = renderFiles(std::get<RenderOptions>(command)))
+        return fail(failure->message, failure->usage ? kUsageMistake : kFailed);
     return 0;
 }
