@@ -230,7 +230,7 @@ OSStatus FakeAudioHardware::createProcessTap(const TapDescription& description,
     tap_ = description;
     tapID_ = tap = newObject();
     AudioStreamBasicDescription format;
-    format.mSampleRate = 48000;
+    format.mSampleRate = tapSampleRate_;
     format.mChannelsPerFrame = 2;
     format.mBitsPerChannel = 32;
     format.mBytesPerFrame = format.mBytesPerPacket = 8;

@@ -59,6 +59,8 @@ class FakeAudioHardware : public AudioHardware {
     void fireListeners(AudioObjectID object, const AudioObjectPropertyAddress& address);
     // Fails a kind of call, for one selector or any, the next `times` calls (-1: until cleared).
     void injectFailure(Call call, uint32_t selector, OSStatus status, int times = -1);
+    // The rate of the taps created from now on.
+    void setTapSampleRate(double rate) { tapSampleRate_ = rate; }
     void clearFailures();
 
     // Observing what the code under test did.
@@ -145,6 +147,7 @@ class FakeAudioHardware : public AudioHardware {
     AudioDeviceIOBlock ioBlock_;
     AudioDeviceIOProcID ioProcID_ = 0;
     bool running_ = false;
+    double tapSampleRate_ = 48000;
 };
 
 }  // namespace sorix

@@ -1,0 +1,209 @@
+#include <cmath>
+#include <string>
+
+#include "DelayFrames.h"
+#include "SettingsKeys.h"
+#include "SorixError.h"
+#include "TapEngine.h"
+#include "UUIDString.h"
+
+// Building and tearing down the pipeline: the tap, the device around it and the outputs, and the
+// IO procedure, with the retry policy around a build.
+namespace sorix {
+
+namespace {
+
+constexpr double kAliveTimeoutSeconds = 2.0;
+constexpr int kLastAttempt = 6;
+
+std::string statusText(OSStatus status) { return std::to_string(status); }
+
+}  // namespace
+
+void TapEngine::activatePipeline() {
+    ++startAttempts_;
+    try {
+        setUpPipeline();
+    } catch (const SorixError& error) {
+        failBuild(error.message());
+        return;
+    }
+    installDefaultDeviceListener();
+    setState(State::active());
+    startSilenceWatchdog();
+    startMeterLogging();
+}
+
+void TapEngine::failBuild(const std::string& reason) {
+    tearDownPipeline();
+    if (startAttempts_ >= kLastAttempt) {
+        log_.error("pipeline build failed after %ld attempts — surfacing",
+                   static_cast<long>(startAttempts_));
+        setState(State::failed(
+            "Couldn't start boosting. Toggle Sorix off and on, or check System Audio Recording "
+            "permission in Privacy & Security."));
+        return;
+    }
+    const double delay = startAttempts_ < 3 ? 1.0 : 4.0;
+    log_.error("pipeline build failed (%{public}s) — retry %ld/6 in %fs", reason,
+               static_cast<long>(startAttempts_ + 1), delay);
+    scheduleRetry(delay);
+}
+
+void TapEngine::setUpPipeline() {
+    const std::vector<AudioObjectID> ownProcesses = ownProcessObjects();
+    if (ownProcesses.empty()) {
+        throw SorixError(
+            "Could not register Sorix with the audio system (process translation failed). Toggle "
+            "Sorix off and on to retry.");
+    }
+
+    TapDescription tap;
+    tap.name = "Sorix System Tap";
+    tap.excludedProcesses = ownProcesses;
+    tap.muteBehavior = settings_.boolForKey(SettingsKeys::debugUnmuted)
+                           ? TapDescription::MuteBehavior::unmuted
+                           : TapDescription::MuteBehavior::mutedWhenTapped;
+    tap.isPrivate = true;
+    tap.isExclusive = true;
+    tap.uuid = newUUIDString();
+    AudioObjectID newTap = kAudioObjectUnknown;
+    OSStatus status = hardware_.createProcessTap(tap, newTap);
+    if (status != kAudioHardwareNoError || newTap == kAudioObjectUnknown) {
+        throw SorixError("Could not create the system audio tap (error " + statusText(status) +
+                         "). Check that Sorix has System Audio Recording permission in System "
+                         "Settings → Privacy & Security.");
+    }
+    tapID_ = newTap;
+
+    const std::vector<std::string> outputs = resolveOutputUIDs();
+    outputDeviceID_ = deviceID(outputs.front()).value_or(kAudioObjectUnknown);
+
+    AggregateDeviceDescription aggregate;
+    aggregate.name = "Sorix Boost Device";
+    aggregate.uid = newUUIDString();
+    aggregate.mainSubDevice = outputs.front();
+    aggregate.isPrivate = true;
+    aggregate.isStacked = false;
+    aggregate.tapAutoStart = true;
+    for (std::size_t i = 0; i < outputs.size(); ++i) {
+        // The first output is the clock; the others follow it.
+        aggregate.subDevices.push_back({outputs[i], i != 0});
+    }
+    aggregate.taps.push_back({tap.uuid, true});
+    AudioObjectID newAggregate = kAudioObjectUnknown;
+    status = hardware_.createAggregateDevice(aggregate, newAggregate);
+    if (status != kAudioHardwareNoError || newAggregate == kAudioObjectUnknown) {
+        throw SorixError("Could not create the boost device (error " + statusText(status) + ").");
+    }
+    aggregateID_ = newAggregate;
+
+    waitForDeviceAlive(aggregateID_, kAliveTimeoutSeconds);
+    lastPipelineBuild_ = mainQueue_.now();
+    installOutputDeviceListeners();
+    assignBufferRanges(outputs);
+    adoptTapSampleRate();
+    writeOutputDelays();
+    // Nothing renders yet, so the history can be rewound without a race.
+    renderBuffers->resetHistory();
+
+    AudioDeviceIOBlock block = [eq = eq, loudness = loudness, buffers = renderBuffers](
+                                   const AudioTimeStamp&, const AudioBufferList& input,
+                                   const AudioTimeStamp&, AudioBufferList& output,
+                                   const AudioTimeStamp&) {
+        renderIOCycle(input, output, *eq, *loudness, *buffers);
+    };
+    AudioDeviceIOProcID procID = 0;
+    status = hardware_.createIOProcID(aggregateID_, std::move(block), procID);
+    if (status != kAudioHardwareNoError || procID == 0) {
+        throw SorixError("Could not attach the audio processor (error " + statusText(status) +
+                         ").");
+    }
+    ioProcID_ = procID;
+
+    status = hardware_.startDevice(aggregateID_, ioProcID_);
+    if (status != kAudioHardwareNoError) {
+        throw SorixError("Could not start audio processing (error " + statusText(status) + ").");
+    }
+    processBypass = 0;
+}
+
+void TapEngine::assignBufferRanges(const std::vector<std::string>& outputs) {
+    std::map<std::string, BufferRange> ranges;
+    uint32_t next = 0;
+    for (const std::string& uid : outputs) {
+        const std::optional<AudioObjectID> device = deviceID(uid);
+        uint32_t streamCount = 1;
+        if (device) {
+            uint32_t size = 0;
+            if (hardware_.getPropertyDataSize(*device, outputAddress(Selector::streams), {},
+                                              size) == kAudioHardwareNoError &&
+                size / 4 > 0) {
+                streamCount = size / 4;
+            }
+        }
+        const BufferRange range{next, next + streamCount};
+        ranges[uid] = range;
+
+        // An output with its own volume control is turned down there, not in software.
+        float gain = 1.0f;
+        float hardwareVolume = 0;
+        const bool hasVolumeControl =
+            device && hardware_.hasProperty(*device, outputAddress(Selector::virtualMainVolume)) &&
+            getProperty(hardware_, *device, outputAddress(Selector::virtualMainVolume),
+                        hardwareVolume) == kAudioHardwareNoError;
+        if (!hasVolumeControl) {
+            const auto stored = outputVolumes->find(uid);
+            if (stored != outputVolumes->end()) gain = stored->second;
+        }
+        for (uint32_t slot = range.begin; slot < range.end && slot < outputGains.size(); ++slot)
+            outputGains[slot] = gain;
+        next = range.end;
+    }
+    for (uint32_t slot = next; slot < outputGains.size(); ++slot)
+        outputGains[slot] = 1.0f;
+    deviceBufferRanges = std::move(ranges);
+}
+
+void TapEngine::adoptTapSampleRate() {
+    AudioStreamBasicDescription format;
+    if (getProperty(hardware_, tapID_, globalAddress(Selector::tapFormat), format) !=
+        kAudioHardwareNoError) {
+        return;  // keep the previous rate and everything derived from it
+    }
+    const double rate = format.mSampleRate;
+    loudness->setSampleRate(rate);
+    eq->sampleRate = static_cast<float>(rate);
+    eq->recompute();
+    pipelineSampleRate = rate;
+}
+
+void TapEngine::writeOutputDelays() {
+    for (const auto& [uid, range] : deviceBufferRanges) {
+        const auto stored = deviceDelaysMs->find(uid);
+        const double milliseconds = stored == deviceDelaysMs->end() ? 0.0 : stored->second;
+        const uint32_t frames = delayFrames(milliseconds, pipelineSampleRate);
+        for (uint32_t slot = range.begin; slot < range.end && slot < outputDelays.size(); ++slot)
+            outputDelays[slot] = frames;
+    }
+}
+
+void TapEngine::tearDownPipeline() {
+    meterTimer_.reset();
+    removeOutputDeviceListeners();
+    if (aggregateID_ != kAudioObjectUnknown && ioProcID_ != 0) {
+        hardware_.stopDevice(aggregateID_, ioProcID_);
+        hardware_.destroyIOProcID(aggregateID_, ioProcID_);
+    }
+    ioProcID_ = 0;
+    if (aggregateID_ != kAudioObjectUnknown) {
+        hardware_.destroyAggregateDevice(aggregateID_);
+        aggregateID_ = kAudioObjectUnknown;
+    }
+    if (tapID_ != kAudioObjectUnknown) {
+        hardware_.destroyProcessTap(tapID_);
+        tapID_ = kAudioObjectUnknown;
+    }
+}
+
+}  // namespace sorix

@@ -1,0 +1,182 @@
+#include <cstdio>
+
+#include "TapEngine.h"
+
+// Keeping a pipeline alive: the delayed retry, the watchdog after each build, the meter that
+// notices a dead tap, and the listeners on the default output and the current outputs.
+namespace sorix {
+
+namespace {
+
+constexpr double kWatchdogDelaySeconds = 2.0;
+constexpr double kMeterIntervalSeconds = 2.0;
+// Ten seconds of silence while something else plays means the tap has died quietly.
+constexpr int kSilentTicksBeforeRebuild = 5;
+// Building a pipeline makes its own outputs report changes; those echoes are not news.
+constexpr double kBuildEchoSeconds = 1.5;
+
+std::string peakText(float peak) {
+    char text[32];
+    std::snprintf(text, sizeof text, "%.4f", static_cast<double>(peak));
+    return text;
+}
+
+}  // namespace
+
+PropertyListener TapEngine::listenerRunning(void (TapEngine::*handler)()) {
+    return std::make_shared<const PropertyListenerBlock>(
+        weakly([handler](TapEngine& engine, const std::vector<AudioObjectPropertyAddress>&) {
+            (engine.*handler)();
+        }));
+}
+
+void TapEngine::scheduleRetry(double delaySeconds) {
+    setState(State::starting());
+    mainQueue_.asyncAfter(delaySeconds, weakly([](TapEngine& engine) {
+                              // A stop in the meantime cancels the retry.
+                              if (engine.state->kind() == State::Case::starting)
+                                  engine.activatePipeline();
+                          }));
+}
+
+void TapEngine::recoveryRebuild() {
+    tearDownPipeline();
+    startAttempts_ = 0;
+    activatePipeline();
+}
+
+void TapEngine::rebuildIfRunning() {
+    const auto current = state->kind();
+    if (current == State::Case::active || current == State::Case::starting) {
+        recoveryRebuild();
+    } else if (pipelineExists()) {
+        // A kept-alive pipeline plays the old outputs; the next start builds with the new ones.
+        tearDownPipeline();
+    }
+}
+
+void TapEngine::startSilenceWatchdog() {
+    const uint64_t samplesAtBuild = samplesRendered;
+    mainQueue_.asyncAfter(kWatchdogDelaySeconds, weakly([samplesAtBuild](TapEngine& engine) {
+                              engine.checkWatchdog(samplesAtBuild);
+                          }));
+}
+
+void TapEngine::checkWatchdog(uint64_t samplesAtBuild) {
+    if (state->kind() != State::Case::active) return;
+    const uint64_t samples = samplesRendered;
+    log_.log("watchdog: callbacks=%llu inputBuffers=%llu inputBytes=%llu samplesRendered=%llu",
+             static_cast<unsigned long long>(ioDiagnostics[RenderBuffers::callbacks].load()),
+             static_cast<unsigned long long>(ioDiagnostics[RenderBuffers::inputBuffers].load()),
+             static_cast<unsigned long long>(ioDiagnostics[RenderBuffers::inputBytes].load()),
+             static_cast<unsigned long long>(samples));
+    if (samples != samplesAtBuild) {
+        startAttempts_ = 0;
+        log_.log("pipeline alive: %llu samples rendered in first 2s, boost %{public}fx",
+                 static_cast<unsigned long long>(samples - samplesAtBuild),
+                 static_cast<double>(loudness->boost.load()));
+        return;
+    }
+    // No limit here: a device that builds but never renders is retried until the user stops.
+    tearDownPipeline();
+    const double delay = startAttempts_ < 3 ? 1.0 : 5.0;
+    log_.log("dead pipeline (0 callbacks), retrying in %{public}fs (attempt %ld)", delay,
+             static_cast<long>(startAttempts_ + 1));
+    scheduleRetry(delay);
+}
+
+void TapEngine::startMeterLogging() {
+    meterTimer_.reset();
+    silentTicks_ = 0;
+    rebuiltForThisSilence_ = false;
+    meterTimer_ = mainQueue_.repeating(kMeterIntervalSeconds,
+                                       weakly([](TapEngine& engine) { engine.meterTick(); }));
+}
+
+void TapEngine::meterTick() {
+    const float inputPeak = renderBuffers->peak(RenderBuffers::inputPeak);
+    const float outputPeak = renderBuffers->peak(RenderBuffers::outputPeak);
+    log_.log("meter: inPeak=%{public}s outPeak=%{public}s callbacks=%llu", peakText(inputPeak),
+             peakText(outputPeak),
+             static_cast<unsigned long long>(ioDiagnostics[RenderBuffers::callbacks].load()));
+    // Each tick reports the loudest moment of the last interval.
+    ioDiagnostics[RenderBuffers::inputPeak] = 0;
+    ioDiagnostics[RenderBuffers::outputPeak] = 0;
+
+    if (inputPeak > 0) {
+        silentTicks_ = 0;
+        rebuiltForThisSilence_ = false;
+        return;
+    }
+    ++silentTicks_;
+    if (silentTicks_ >= kSilentTicksBeforeRebuild && !rebuiltForThisSilence_ &&
+        state->kind() == State::Case::active && anyOtherProcessPlayingAudio()) {
+        rebuiltForThisSilence_ = true;
+        log_.error(
+            "dead tap suspected: 10s of silence while another process is playing — fast rebuild");
+        recoveryRebuild();
+    }
+}
+
+void TapEngine::installDefaultDeviceListener() {
+    if (defaultDeviceListenerInstalled_) return;
+    PropertyListener listener = listenerRunning(&TapEngine::handleDefaultOutputChange);
+    defaultDeviceListenerInstalled_ =
+        hardware_.addPropertyListener(kAudioObjectSystemObject,
+                                      globalAddress(Selector::defaultOutputDevice),
+                                      listener) == kAudioHardwareNoError;
+    if (defaultDeviceListenerInstalled_) defaultDeviceListener_ = std::move(listener);
+}
+
+void TapEngine::handleDefaultOutputChange() {
+    // Pinned outputs do not care which output the system prefers.
+    if (state->kind() == State::Case::active && selectedOutputUIDs->empty()) recoveryRebuild();
+}
+
+void TapEngine::installOutputDeviceListeners() {
+    removeOutputDeviceListeners();
+    if (outputDeviceID_ == kAudioObjectUnknown) return;
+
+    const auto add = [this](AudioObjectID object, AudioObjectPropertyAddress address,
+                            void (TapEngine::*handler)()) {
+        PropertyListener listener = listenerRunning(handler);
+        if (hardware_.addPropertyListener(object, address, listener) == kAudioHardwareNoError)
+            outputDeviceListeners_.push_back({object, address, std::move(listener)});
+    };
+    add(outputDeviceID_, globalAddress(Selector::isAlive), &TapEngine::handlePrimaryOutputChange);
+    add(outputDeviceID_, globalAddress(Selector::nominalSampleRate),
+        &TapEngine::handlePrimaryOutputChange);
+    for (const std::string& uid : selectedOutputUIDs.get()) {
+        if (const auto device = deviceID(uid)) {
+            add(*device, outputAddress(Selector::latency), &TapEngine::handleOutputLatencyChange);
+        }
+    }
+}
+
+void TapEngine::removeOutputDeviceListeners() {
+    for (const OutputDeviceListener& entry : outputDeviceListeners_)
+        hardware_.removePropertyListener(entry.object, entry.address, entry.listener);
+    outputDeviceListeners_.clear();
+}
+
+void TapEngine::handlePrimaryOutputChange() {
+    mainQueue_.async(weakly([](TapEngine& engine) {
+        if (engine.mainQueue_.now() - engine.lastPipelineBuild_ <= kBuildEchoSeconds) return;
+        if (engine.state->kind() == State::Case::active) {
+            engine.log_.log("output device changed (alive/rate) — fast rebuild");
+            engine.recoveryRebuild();
+        } else if (engine.pipelineExists()) {
+            engine.log_.log(
+                "output device changed while transparent — dropping kept-alive pipeline");
+            engine.tearDownPipeline();
+        }
+    }));
+}
+
+void TapEngine::handleOutputLatencyChange() {
+    mainQueue_.async(weakly([](TapEngine& engine) {
+        if (engine.pipelineExists()) engine.recomputeReportedSync();
+    }));
+}
+
+}  // namespace sorix

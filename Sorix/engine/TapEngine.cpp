@@ -1,0 +1,151 @@
+#include "TapEngine.h"
+
+#include "OutputSelection.h"
+#include "SettingsKeys.h"
+
+namespace sorix {
+
+namespace {
+
+const char* caseName(TapEngine::State::Case kind) {
+    switch (kind) {
+        case TapEngine::State::Case::inactive:
+            return "inactive";
+        case TapEngine::State::Case::starting:
+            return "starting";
+        case TapEngine::State::Case::active:
+            return "active";
+        case TapEngine::State::Case::failed:
+            return "failed";
+    }
+    return "unknown";
+}
+
+// Numbers of a stored dictionary, each converted; values of other kinds are dropped.
+template <typename Number>
+std::map<std::string, Number> numberDictionary(const SettingsStore& settings,
+                                               std::string_view key) {
+    std::map<std::string, Number> result;
+    const auto stored = settings.dictionary(key);
+    if (!stored) return result;
+    for (const auto& [uid, value] : *stored) {
+        if (value.is_number()) result.emplace(uid, value.template get<Number>());
+    }
+    return result;
+}
+
+}  // namespace
+
+std::shared_ptr<TapEngine> TapEngine::create(Services services) {
+    return std::make_shared<TapEngine>(Token{}, std::move(services));
+}
+
+TapEngine::TapEngine(Token, Services services)
+    : loudness(std::make_shared<LoudnessProcessor>()),
+      eq(std::make_shared<EQProcessor>()),
+      renderBuffers(std::make_shared<RenderBuffers>()),
+      samplesRendered(renderBuffers->samplesRendered),
+      ioDiagnostics(renderBuffers->ioDiagnostics),
+      outputGains(renderBuffers->outputGains),
+      outputDelays(renderBuffers->outputDelays),
+      processBypass(renderBuffers->processBypass),
+      hardware_(services.hardware),
+      mainQueue_(services.mainQueue),
+      settings_(services.settings),
+      permission_(services.permission),
+      log_("TapEngine", std::move(services.logSink)),
+      queries_(hardware_, log_, std::move(services.aliveClock), std::move(services.aliveSleep)) {
+    loadSettings();
+    availableOutputs = physicalOutputDevices(hardware_);
+}
+
+TapEngine::~TapEngine() {
+    tearDownPipeline();
+    if (defaultDeviceListener_) {
+        hardware_.removePropertyListener(kAudioObjectSystemObject,
+                                         globalAddress(Selector::defaultOutputDevice),
+                                         defaultDeviceListener_);
+    }
+}
+
+void TapEngine::loadSettings() {
+    volumesLinked = settings_.has(SettingsKeys::volumesLinked)
+                        ? settings_.boolForKey(SettingsKeys::volumesLinked)
+                        : SettingsKeys::volumesLinkedDefault;
+    selectedOutputUIDs = loadOutputSelection(settings_);
+    outputVolumes = numberDictionary<float>(settings_, SettingsKeys::outputVolumes);
+    deviceDelaysMs = numberDictionary<double>(settings_, SettingsKeys::outputDelays);
+}
+
+void TapEngine::setState(State newState) {
+    // Logged on every assignment, also when nothing changes: the log is the engine's history.
+    if (newState.kind() == State::Case::failed) {
+        log_.error("state -> failed: %{public}s", newState.message());
+    } else {
+        log_.log("state -> %{public}s", caseName(newState.kind()));
+    }
+    state = std::move(newState);
+}
+
+void TapEngine::start() {
+    const auto current = state->kind();
+    if (current == State::Case::active || current == State::Case::starting) return;
+
+    if (pipelineExists()) {
+        // A pipeline kept alive by a multi-output stop: back to processing, nothing rebuilt.
+        processBypass = 0;
+        setState(State::active());
+        startAttempts_ = 0;
+        startSilenceWatchdog();
+        startMeterLogging();
+        log_.log("resumed from transparent mode (sync preserved)");
+        return;
+    }
+
+    setState(State::starting());
+    startAttempts_ = 0;
+    const auto permission = permission_.preflight();
+    log_.log("start requested, permission status: %{public}s",
+             std::string(AudioCapturePermission::name(permission)));
+    switch (permission) {
+        case AudioCapturePermission::Status::granted:
+            activatePipeline();
+            break;
+        case AudioCapturePermission::Status::denied:
+            setState(State::failed(
+                "Sorix doesn't have System Audio Recording permission. Enable it in Privacy & "
+                "Security → Screen & System Audio Recording, then try again."));
+            break;
+        case AudioCapturePermission::Status::undetermined:
+            permission_.request(weakly([](TapEngine& engine, bool granted) {
+                if (granted) {
+                    engine.activatePipeline();
+                } else {
+                    engine.setState(State::failed(
+                        "System Audio Recording permission was declined. Sorix can't boost "
+                        "audio without it."));
+                }
+            }));
+            break;
+    }
+}
+
+void TapEngine::stop() {
+    if (pipelineExists() && deviceBufferRanges.size() >= 2) {
+        // Several speakers stay in step only while their streams run, so they keep running,
+        // unprocessed, until the next start.
+        processBypass = 1;
+        setState(State::inactive());
+        log_.log("entered transparent mode (streams kept alive)");
+        return;
+    }
+    tearDownPipeline();
+    setState(State::inactive());
+}
+
+void TapEngine::shutDown() {
+    tearDownPipeline();
+    setState(State::inactive());
+}
+
+}  // namespace sorix

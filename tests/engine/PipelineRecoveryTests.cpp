@@ -1,0 +1,196 @@
+#include "EngineFixture.h"
+#include "SettingsKeys.h"
+
+namespace sorix::testing {
+namespace {
+
+using PipelineRecoveryTest = EngineFixture;
+
+constexpr OSStatus kRefused = kAudioHardwareIllegalOperationError;
+
+TEST_F(PipelineRecoveryTest, FailedBuildsRetryAfterOneOneFourFourFourSecondsThenFail) {
+    hardware.injectFailure(Call::createTap, FakeAudioHardware::anySelector, kRefused);
+    auto engine = makeEngine();
+    engine->start();
+
+    const double delays[] = {1, 1, 4, 4, 4};
+    for (int attempt = 1; attempt <= 5; ++attempt) {
+        EXPECT_EQ(hardware.callCount(Call::createTap), attempt);
+        EXPECT_EQ(engine->state->kind(), Case::starting);
+        queue.advance(delays[attempt - 1] - 0.01);
+        EXPECT_EQ(hardware.callCount(Call::createTap), attempt) << "retry came early";
+        queue.advance(0.01);
+    }
+    EXPECT_EQ(hardware.callCount(Call::createTap), 6);
+    EXPECT_EQ(engine->state.get(),
+              TapEngine::State::failed("Couldn't start boosting. Toggle Sorix off and on, or "
+                                       "check System Audio Recording permission in Privacy & "
+                                       "Security."));
+    EXPECT_TRUE(logged("pipeline build failed (Could not create the system audio tap (error " +
+                       std::to_string(kRefused) +
+                       "). Check that Sorix has System Audio Recording permission in System "
+                       "Settings → Privacy & Security.) — retry 2/6 in 1.000000s"));
+    EXPECT_TRUE(logged("pipeline build failed after 6 attempts — surfacing"));
+    EXPECT_EQ(countLogged("pipeline build failed ("), 5);
+    queue.advance(60);
+    EXPECT_EQ(hardware.callCount(Call::createTap), 6) << "no retry runs from failed";
+}
+
+TEST_F(PipelineRecoveryTest, AFailureAtAnyStepLeavesNothingBehind) {
+    const auto otherDefault = hardware.addDevice(
+        {.uid = "loopback", .name = "Loopback", .transport = Transport::virtualDevice});
+    struct Step {
+        std::function<void()> breakIt;
+        std::string message;
+    };
+    const std::vector<Step> steps = {
+        {[&] { hardware.injectFailure(Call::createAggregate, 0, kRefused); },
+         "Could not create the boost device (error " + std::to_string(kRefused) + ")."},
+        {[&] { hardware.injectFailure(Call::createIOProc, 0, kRefused); },
+         "Could not attach the audio processor (error " + std::to_string(kRefused) + ")."},
+        {[&] { hardware.injectFailure(Call::start, 0, kRefused); },
+         "Could not start audio processing (error " + std::to_string(kRefused) + ")."},
+        {[&] { hardware.setDefaultOutput(otherDefault); },
+         "Your selected system output is a virtual device that can't play sound. Pick your real "
+         "speakers in Sorix's Output menu (or in System Settings → Sound)."},
+        {[&] { hardware.injectFailure(Call::get, Selector::translatePIDToProcess, kRefused); },
+         "Could not register Sorix with the audio system (process translation failed). Toggle "
+         "Sorix off and on to retry."},
+    };
+    for (const Step& step : steps) {
+        SCOPED_TRACE(step.message);
+        hardware.clearFailures();
+        hardware.setDefaultOutput(speakers);
+        queue.runPending();
+        auto engine = makeEngine();
+        step.breakIt();
+        engine->start();
+        EXPECT_EQ(engine->state->kind(), Case::starting);
+        EXPECT_EQ(hardware.tapID(), 0u);
+        EXPECT_EQ(hardware.aggregateID(), 0u);
+        EXPECT_FALSE(hardware.isRunning());
+        EXPECT_FALSE(engine->pipelineExists());
+        EXPECT_EQ(engine->outputDeviceListenerCount(), 0u);
+        EXPECT_EQ(countLogged("pipeline build failed (" + step.message + ") — retry 2/6"), 1);
+        engine->stop();
+    }
+}
+
+TEST_F(PipelineRecoveryTest, AStopDuringTheRetryDelayCancelsTheRetry) {
+    hardware.injectFailure(Call::createAggregate, 0, kRefused, 1);
+    auto engine = makeEngine();
+    engine->start();
+    engine->stop();
+    queue.advance(5);
+    EXPECT_EQ(engine->state->kind(), Case::inactive);
+    EXPECT_EQ(builds(), 1);
+}
+
+TEST_F(PipelineRecoveryTest, TheWatchdogAcceptsAnyRenderedFrameAndRetriesADeadPipeline) {
+    auto engine = startedEngine();
+    renderCycle();
+    queue.advance(2.0);
+    EXPECT_TRUE(logged("watchdog: callbacks=1 inputBuffers=1 inputBytes=512 samplesRendered=128"));
+    EXPECT_TRUE(logged("pipeline alive: 128 samples rendered in first 2s, boost 1.000000x"));
+    EXPECT_EQ(engine->startAttempts(), 0);
+
+    // From now on nothing renders: each build is found dead and retried, without a limit.
+    engine->rebuildIfRunning();
+    queue.advance(2.0);
+    EXPECT_TRUE(logged("dead pipeline (0 callbacks), retrying in 1.000000s (attempt 2)"));
+    EXPECT_EQ(engine->state->kind(), Case::starting);
+    EXPECT_FALSE(engine->pipelineExists());
+    queue.advance(1.0 + 2.0);
+    EXPECT_TRUE(logged("dead pipeline (0 callbacks), retrying in 1.000000s (attempt 3)"));
+    queue.advance(1.0 + 2.0);
+    EXPECT_TRUE(logged("dead pipeline (0 callbacks), retrying in 5.000000s (attempt 4)"));
+    queue.advance(5.0 + 2.0);
+    queue.advance(5.0 + 2.0);
+    queue.advance(5.0 + 2.0);
+    EXPECT_TRUE(logged("dead pipeline (0 callbacks), retrying in 5.000000s (attempt 7)"));
+    EXPECT_EQ(engine->state->kind(), Case::starting) << "never gives up on its own";
+    engine->stop();
+}
+
+TEST_F(PipelineRecoveryTest, TheMeterLogsPeaksAndRebuildsADeadTapOnlyWhileOthersPlay) {
+    auto engine = startedEngine();
+    renderCycle(0.5f);
+    queue.advance(2.0);
+    EXPECT_TRUE(logged("meter: inPeak=0.5000 outPeak=0.5000 callbacks=1"));
+    queue.advance(2.0);
+    EXPECT_TRUE(logged("meter: inPeak=0.0000 outPeak=0.0000 callbacks=1"))
+        << "each tick reports its own interval";
+
+    queue.advance(10.0);
+    EXPECT_EQ(builds(), 1) << "silence with nobody playing is just silence";
+
+    hardware.addProcess(777, true);
+    queue.advance(2.0);
+    EXPECT_EQ(builds(), 2);
+    EXPECT_TRUE(logged(
+        "dead tap suspected: 10s of silence while another process is playing — fast rebuild"));
+    EXPECT_EQ(engine->state->kind(), Case::active);
+}
+
+TEST_F(PipelineRecoveryTest, TheDefaultOutputIsFollowedOnlyWithoutPinnedOutputs) {
+    const auto headphones = hardware.addDevice({.uid = "headphones", .name = "Headphones"});
+    auto engine = startedEngine();
+    hardware.setDefaultOutput(headphones);
+    queue.runPending();
+    EXPECT_EQ(builds(), 2);
+    EXPECT_EQ(hardware.aggregate()->mainSubDevice, "headphones");
+
+    engine->toggleOutput("speakers");
+    EXPECT_EQ(builds(), 3);
+    hardware.setDefaultOutput(speakers);
+    queue.runPending();
+    EXPECT_EQ(builds(), 3) << "pinned outputs ignore the system default";
+}
+
+TEST_F(PipelineRecoveryTest, PrimaryOutputChangesRebuildAfterTheBuildsOwnEcho) {
+    auto engine = startedEngine();
+    renderCycle();
+    const auto rate = globalAddress(Selector::nominalSampleRate);
+    queue.advance(1.0);
+    hardware.changeProperty(speakers, rate, 44100.0);
+    queue.runPending();
+    EXPECT_EQ(builds(), 1) << "within 1.5 s of a build it is the build's own echo";
+
+    queue.advance(1.0);
+    hardware.changeProperty(speakers, rate, 48000.0);
+    queue.runPending();
+    EXPECT_EQ(builds(), 2);
+    EXPECT_TRUE(logged("output device changed (alive/rate) — fast rebuild"));
+    EXPECT_EQ(hardware.listenerCount(speakers, rate), 1u) << "the old listener was replaced";
+}
+
+TEST_F(PipelineRecoveryTest, APrimaryOutputChangeDropsAKeptAlivePipeline) {
+    hardware.addDevice({.uid = "dac", .name = "DAC"});
+    settings.setStringArray(SettingsKeys::outputDeviceUIDs, {"speakers", "dac"});
+    auto engine = startedEngine();
+    engine->stop();
+    queue.advance(2.0);
+    hardware.removeDevice(speakers);
+    queue.runPending();
+    EXPECT_TRUE(logged("output device changed while transparent — dropping kept-alive pipeline"));
+    EXPECT_FALSE(engine->pipelineExists());
+    EXPECT_EQ(engine->state->kind(), Case::inactive);
+}
+
+TEST_F(PipelineRecoveryTest, ListenersCoverThePrimaryOutputAndEveryPinnedLatency) {
+    const auto dac = hardware.addDevice({.uid = "dac", .name = "DAC"});
+    settings.setStringArray(SettingsKeys::outputDeviceUIDs, {"dac", "speakers", "absent"});
+    auto engine = startedEngine();
+    EXPECT_EQ(engine->outputDeviceID(), dac);
+    EXPECT_EQ(hardware.listenerCount(dac, globalAddress(Selector::isAlive)), 1u);
+    EXPECT_EQ(hardware.listenerCount(dac, globalAddress(Selector::nominalSampleRate)), 1u);
+    EXPECT_EQ(hardware.listenerCount(dac, outputAddress(Selector::latency)), 1u);
+    EXPECT_EQ(hardware.listenerCount(speakers, outputAddress(Selector::latency)), 1u);
+    EXPECT_EQ(engine->outputDeviceListenerCount(), 4u);
+    engine->shutDown();
+    EXPECT_EQ(engine->outputDeviceListenerCount(), 0u);
+    EXPECT_EQ(hardware.listenerCount(dac, outputAddress(Selector::latency)), 0u);
+}
+
+}  // namespace
+}  // namespace sorix::testing
