@@ -99,6 +99,9 @@ constexpr AudioObjectPropertyAddress outputAddress(uint32_t selector) {
     return {selector, kAudioObjectPropertyScopeOutput, kAudioObjectPropertyElementMain};
 }
 
+// Format flags of 32-bit float samples, interleaved and packed.
+inline constexpr uint32_t kLinearPCMFloatPacked = (1u << 0) | (1u << 3);
+
 struct AudioStreamBasicDescription {
     double mSampleRate = 0;
     uint32_t mFormatID = 0;

@@ -8,6 +8,7 @@
 #include <cmath>
 #include <thread>
 
+#include "PulsePipelineDetail.h"
 #include "SinkLatency.h"
 #include "SinkTransport.h"
 
@@ -61,6 +62,20 @@ PulseAudioHardware::PulseAudioHardware(MainQueue& mainQueue, double connectTimeo
 }
 
 PulseAudioHardware::~PulseAudioHardware() {
+    // Whatever the engine left running goes now, so no stream stays captured by a dead tap.
+    std::vector<AudioObjectID> aggregates;
+    std::vector<AudioObjectID> taps;
+    {
+        std::lock_guard lock(mutex_);
+        for (const auto& [object, aggregate] : aggregates_)
+            aggregates.push_back(object);
+        for (const auto& [object, tap] : taps_)
+            taps.push_back(object);
+    }
+    for (AudioObjectID object : aggregates)
+        destroyAggregateDevice(object);
+    for (AudioObjectID object : taps)
+        destroyProcessTap(object);
     {
         LoopLock lock(loop_);
         shuttingDown_ = true;
@@ -204,6 +219,8 @@ void PulseAudioHardware::initialRequestDone() {
         std::lock_guard lock(mutex_);
         connected_ = true;
     }
+    // Taps left by a Sorix that was killed still hold other programs' streams.
+    removeStaleTapsLocked();
     // A (re)connected server may have a new default and new devices.
     notify({{kAudioObjectSystemObject, Selector::defaultOutputDevice},
             {kAudioObjectSystemObject, Selector::devices}});
@@ -224,6 +241,13 @@ void PulseAudioHardware::connectionLost() {
         sinkInputs_.clear();
         portLatencyOffsets_.clear();
         defaultSinkName_.clear();
+        // A server that comes back has none of our modules; never unload its by old numbers.
+        for (auto& [object, tap] : taps_) {
+            tap.module = UINT32_MAX;
+            tap.sinkIndex = UINT32_MAX;
+            tap.moved.clear();
+            tap.audibleCopies.clear();
+        }
     }
     initialRequestsPending_ = 0;
     notify(changes);
@@ -266,6 +290,13 @@ PulseAudioHardware::Sink PulseAudioHardware::sinkFromInfo(const pa_sink_info* in
     // The device's own delay as configured, not the momentary fill of its buffer: it changes,
     // and notifies, only when the device's delay really changes.
     sink.configuredLatencyMicroseconds = info->configured_latency;
+    sink.channels = info->sample_spec.channels;
+    sink.ownerModule = info->owner_module;
+    if (const char* owner = pa_proplist_gets(info->proplist, kTapOwnerProperty)) {
+        char* end = nullptr;
+        const long pid = std::strtol(owner, &end, 10);
+        if (end != owner && *end == '\0') sink.tapOwner = static_cast<int32_t>(pid);
+    }
     return sink;
 }
 
@@ -341,7 +372,7 @@ void PulseAudioHardware::requestSinkInput(uint32_t index) {
         [](pa_context*, const pa_sink_input_info* info, int, void* self) {
             if (info == nullptr) return;
             static_cast<PulseAudioHardware*>(self)->storeSinkInput(
-                {info->index, info->client, info->corked != 0});
+                {info->index, info->client, info->corked != 0, info->sink});
         },
         this));
 }
@@ -352,7 +383,8 @@ void PulseAudioHardware::requestAllSinkInputs() {
         [](pa_context*, const pa_sink_input_info* info, int eol, void* self) {
             auto* hardware = static_cast<PulseAudioHardware*>(self);
             if (info != nullptr)
-                hardware->storeSinkInput({info->index, info->client, info->corked != 0});
+                hardware->storeSinkInput(
+                    {info->index, info->client, info->corked != 0, info->sink});
             if (eol != 0) hardware->initialRequestDone();
         },
         this));
@@ -502,6 +534,7 @@ void PulseAudioHardware::storeSinkInput(SinkInput input) {
         if (client != clients_.end() && wasRunning != clientRunsOutput(input.client)) {
             changes.push_back({client->second.object, Selector::isRunningOutput});
         }
+        captureSinkInput(input);
     }
     notify(changes);
 }
@@ -675,6 +708,30 @@ OSStatus PulseAudioHardware::getPropertyData(AudioObjectID object,
         }
         return kAudioHardwareUnknownPropertyError;
     }
+    if (const Tap* tap = tapByObject(object)) {
+        if (address.mSelector != Selector::tapFormat) return kAudioHardwareUnknownPropertyError;
+        AudioStreamBasicDescription format;
+        format.mSampleRate = tap->rate;
+        format.mFormatID = fourCharCode("lpcm");
+        format.mFormatFlags = kLinearPCMFloatPacked;
+        format.mChannelsPerFrame = tap->channels;
+        format.mBitsPerChannel = 32;
+        format.mBytesPerFrame = format.mBytesPerPacket = 4 * tap->channels;
+        format.mFramesPerPacket = 1;
+        value = format;
+        return kAudioHardwareNoError;
+    }
+    if (const Aggregate* aggregate = aggregateByObject(object)) {
+        if (address.mSelector == Selector::isAlive) {
+            value = uint32_t{aggregate->alive() ? 1u : 0u};
+            return kAudioHardwareNoError;
+        }
+        if (address.mSelector == Selector::name) {
+            value = std::string("Sorix Boost Device");
+            return kAudioHardwareNoError;
+        }
+        return kAudioHardwareUnknownPropertyError;
+    }
     return kAudioHardwareBadObjectError;
 }
 
@@ -758,36 +815,6 @@ OSStatus PulseAudioHardware::removePropertyListener(AudioObjectID object,
     if (found == listeners_.end()) return kAudioHardwareIllegalOperationError;
     listeners_.erase(found);
     return kAudioHardwareNoError;
-}
-
-OSStatus PulseAudioHardware::createProcessTap(const TapDescription&, AudioObjectID& tap) {
-    tap = kAudioObjectUnknown;
-    return kAudioHardwareUnsupportedOperationError;
-}
-OSStatus PulseAudioHardware::destroyProcessTap(AudioObjectID) {
-    return kAudioHardwareUnsupportedOperationError;
-}
-OSStatus PulseAudioHardware::createAggregateDevice(const AggregateDeviceDescription&,
-                                                   AudioObjectID& device) {
-    device = kAudioObjectUnknown;
-    return kAudioHardwareUnsupportedOperationError;
-}
-OSStatus PulseAudioHardware::destroyAggregateDevice(AudioObjectID) {
-    return kAudioHardwareUnsupportedOperationError;
-}
-OSStatus PulseAudioHardware::createIOProcID(AudioObjectID, AudioDeviceIOBlock,
-                                            AudioDeviceIOProcID& procID) {
-    procID = 0;
-    return kAudioHardwareUnsupportedOperationError;
-}
-OSStatus PulseAudioHardware::destroyIOProcID(AudioObjectID, AudioDeviceIOProcID) {
-    return kAudioHardwareUnsupportedOperationError;
-}
-OSStatus PulseAudioHardware::startDevice(AudioObjectID, AudioDeviceIOProcID) {
-    return kAudioHardwareUnsupportedOperationError;
-}
-OSStatus PulseAudioHardware::stopDevice(AudioObjectID, AudioDeviceIOProcID) {
-    return kAudioHardwareUnsupportedOperationError;
 }
 
 }  // namespace sorix

@@ -13,7 +13,9 @@
 
 struct pa_context;
 struct pa_mainloop_api;
+struct pa_operation;
 struct pa_sink_info;
+struct pa_stream;
 struct pa_threaded_mainloop;
 struct pa_time_event;
 
@@ -55,7 +57,9 @@ class PulseAudioHardware : public AudioHardware {
     OSStatus removePropertyListener(AudioObjectID object, const AudioObjectPropertyAddress& address,
                                     const PropertyListener& listener) override;
 
-    // The capture pipeline's objects arrive with the engine.
+    // The process tap is a null sink that every other program's streams are moved onto; the
+    // aggregate device records its monitor and plays to the chosen sinks; the IO procedure runs
+    // on the server thread for each chunk recorded (PulsePipeline.cpp).
     OSStatus createProcessTap(const TapDescription&, AudioObjectID& tap) override;
     OSStatus destroyProcessTap(AudioObjectID) override;
     OSStatus createAggregateDevice(const AggregateDeviceDescription&,
@@ -68,6 +72,10 @@ class PulseAudioHardware : public AudioHardware {
     OSStatus stopDevice(AudioObjectID, AudioDeviceIOProcID) override;
 
     int32_t currentProcessID() const override;
+
+    // Unloads taps whose owner process is gone, so their streams return to real sinks. Runs at
+    // every connection and before every new tap; public for tools and tests.
+    void removeStaleTaps();
 
   private:
     struct Sink {
@@ -84,6 +92,9 @@ class PulseAudioHardware : public AudioHardware {
         std::string activePort;
         uint64_t configuredLatencyMicroseconds = 0;
         uint32_t latencyFrames = 0;  // configured latency plus the port's offset
+        uint32_t channels = 2;
+        uint32_t ownerModule = UINT32_MAX;
+        std::optional<int32_t> tapOwner;  // set on a Sorix tap: the pid that made it
     };
     struct Client {
         uint32_t index = 0;
@@ -94,7 +105,22 @@ class PulseAudioHardware : public AudioHardware {
         uint32_t index = 0;
         uint32_t client = 0;
         bool corked = true;
+        uint32_t sink = UINT32_MAX;
     };
+    struct Tap {
+        AudioObjectID object = 0;
+        std::string uuid;
+        std::string sinkName;
+        uint32_t module = UINT32_MAX;
+        uint32_t sinkIndex = UINT32_MAX;
+        uint32_t rate = 48000;
+        uint32_t channels = 2;
+        bool keepAudible = false;
+        std::vector<AudioObjectID> excludedProcesses;
+        std::map<uint32_t, std::string> moved;          // sink input -> the sink it came from
+        std::map<std::string, uint32_t> audibleCopies;  // original sink -> loopback module
+    };
+    struct Aggregate;
     struct Registration {
         AudioObjectID object;
         AudioObjectPropertyAddress address;
@@ -139,6 +165,17 @@ class PulseAudioHardware : public AudioHardware {
     uint32_t latencyFramesOf(const Sink& sink) const;
     void notify(const std::vector<Change>& changes);
 
+    // The pipeline (PulsePipeline.cpp).
+    bool waitForOperation(pa_operation* operation);  // main-loop lock held
+    uint32_t loadModule(const std::string& name, const std::string& arguments);
+    void unloadModule(uint32_t module, bool wait);
+    void removeStaleTapsLocked();
+    void captureSinkInput(const SinkInput& input);  // server thread, mirror lock held
+    void keepAudibleOn(Tap& tap, const std::string& sinkName);
+    Aggregate* aggregateByObject(AudioObjectID object) const;
+    const Tap* tapByObject(AudioObjectID object) const;
+    void aggregateStreamChanged(Aggregate& aggregate);
+
     // Reads (any thread, under the mirror lock).
     const Sink* sinkByObject(AudioObjectID object) const;
     const Client* clientByObject(AudioObjectID object) const;
@@ -166,6 +203,9 @@ class PulseAudioHardware : public AudioHardware {
     // Card index -> port name -> latency offset in microseconds.
     std::map<uint32_t, std::map<std::string, int64_t>> portLatencyOffsets_;
     std::vector<Registration> listeners_;
+    std::map<AudioObjectID, Tap> taps_;
+    std::map<AudioObjectID, std::unique_ptr<Aggregate>> aggregates_;
+    uint32_t tapsMade_ = 0;
 };
 
 }  // namespace sorix

@@ -1,0 +1,548 @@
+// The capture pipeline on a PulseAudio server. The tap is a null sink that every other program's
+// streams are moved onto (which is what keeps them from also playing directly); the aggregate
+// device is one record stream on the tap's monitor and one playback stream per chosen sink; the
+// IO procedure runs on the server thread for every chunk recorded, writing straight into the
+// playback streams' buffers.
+#include <signal.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <cerrno>
+#include <chrono>
+#include <string>
+#include <thread>
+
+#include "PulsePipelineDetail.h"
+
+namespace sorix {
+
+namespace {
+
+constexpr double kModuleTimeoutSeconds = 3.0;
+// Small buffers keep the added delay near 20 ms: the tap's monitor hands over 5 ms chunks and
+// each playback stream holds about 15 ms ahead of its sink.
+constexpr double kRecordFragmentSeconds = 0.005;
+constexpr double kPlaybackTargetSeconds = 0.015;
+constexpr double kPlaybackRequestSeconds = 0.005;
+
+class LoopLock {
+  public:
+    explicit LoopLock(pa_threaded_mainloop* loop) : loop_(loop) {
+        pa_threaded_mainloop_lock(loop_);
+    }
+    ~LoopLock() { pa_threaded_mainloop_unlock(loop_); }
+    LoopLock(const LoopLock&) = delete;
+    LoopLock& operator=(const LoopLock&) = delete;
+
+  private:
+    pa_threaded_mainloop* loop_;
+};
+
+void dropOperation(pa_operation* operation) {
+    if (operation != nullptr) pa_operation_unref(operation);
+}
+
+uint32_t bytesFor(double seconds, uint32_t rate, uint32_t channels) {
+    const auto frames = static_cast<uint32_t>(seconds * rate);
+    return std::max<uint32_t>(frames, 1) * channels * static_cast<uint32_t>(sizeof(float));
+}
+
+bool processRuns(int32_t pid) { return ::kill(pid, 0) == 0 || errno != ESRCH; }
+
+void releaseStream(pa_stream*& stream) {
+    if (stream == nullptr) return;
+    pa_stream_set_state_callback(stream, nullptr, nullptr);
+    pa_stream_set_read_callback(stream, nullptr, nullptr);
+    pa_stream_disconnect(stream);
+    pa_stream_unref(stream);
+    stream = nullptr;
+}
+
+pa_proplist* streamProperties() {
+    pa_proplist* properties = pa_proplist_new();
+    pa_proplist_sets(properties, PA_PROP_MEDIA_NAME, "Sorix Boost Device");
+    return properties;
+}
+
+}  // namespace
+
+// --- Module and operation helpers (main thread) ---
+
+bool PulseAudioHardware::waitForOperation(pa_operation* operation) {
+    if (operation == nullptr) return false;
+    pa_operation_set_state_callback(
+        operation,
+        [](pa_operation*, void* loop) {
+            pa_threaded_mainloop_signal(static_cast<pa_threaded_mainloop*>(loop), 0);
+        },
+        loop_);
+    while (pa_operation_get_state(operation) == PA_OPERATION_RUNNING)
+        pa_threaded_mainloop_wait(loop_);
+    const bool done = pa_operation_get_state(operation) == PA_OPERATION_DONE;
+    pa_operation_unref(operation);
+    return done;
+}
+
+uint32_t PulseAudioHardware::loadModule(const std::string& name, const std::string& arguments) {
+    uint32_t module = PA_INVALID_INDEX;
+    LoopLock lock(loop_);
+    if (context_ == nullptr || pa_context_get_state(context_) != PA_CONTEXT_READY) return module;
+    waitForOperation(pa_context_load_module(
+        context_, name.c_str(), arguments.c_str(),
+        [](pa_context*, uint32_t index, void* result) { *static_cast<uint32_t*>(result) = index; },
+        &module));
+    return module;
+}
+
+void PulseAudioHardware::unloadModule(uint32_t module, bool wait) {
+    LoopLock lock(loop_);
+    if (context_ == nullptr || pa_context_get_state(context_) != PA_CONTEXT_READY) return;
+    pa_operation* operation = pa_context_unload_module(context_, module, nullptr, nullptr);
+    wait ? static_cast<void>(waitForOperation(operation)) : dropOperation(operation);
+}
+
+void PulseAudioHardware::removeStaleTaps() {
+    LoopLock lock(loop_);
+    removeStaleTapsLocked();
+}
+
+void PulseAudioHardware::removeStaleTapsLocked() {
+    if (context_ == nullptr || pa_context_get_state(context_) != PA_CONTEXT_READY) return;
+    std::vector<uint32_t> modules;
+    {
+        std::lock_guard lock(mutex_);
+        for (const auto& [index, sink] : sinks_) {
+            if (sink.tapOwner && !processRuns(*sink.tapOwner) &&
+                sink.ownerModule != PA_INVALID_INDEX)
+                modules.push_back(sink.ownerModule);
+        }
+    }
+    // The server moves the streams of an unloaded sink to the default sink.
+    for (uint32_t module : modules)
+        dropOperation(pa_context_unload_module(context_, module, nullptr, nullptr));
+}
+
+// --- The tap ---
+
+OSStatus PulseAudioHardware::createProcessTap(const TapDescription& description,
+                                              AudioObjectID& tapID) {
+    tapID = kAudioObjectUnknown;
+    if (!isConnected()) return kAudioHardwareNotRunningError;
+    removeStaleTaps();
+
+    Tap tap;
+    {
+        std::lock_guard lock(mutex_);
+        for (const auto& [index, sink] : sinks_) {
+            if (sink.name == defaultSinkName_ && sink.sampleRate > 0)
+                tap.rate = static_cast<uint32_t>(sink.sampleRate);
+        }
+        tap.sinkName =
+            "sorix_tap_" + std::to_string(currentProcessID()) + "_" + std::to_string(++tapsMade_);
+    }
+    tap.uuid = description.uuid;
+    tap.keepAudible = description.muteBehavior == TapDescription::MuteBehavior::unmuted;
+    tap.excludedProcesses = description.excludedProcesses;
+    const std::string arguments =
+        "sink_name=" + tap.sinkName + " rate=" + std::to_string(tap.rate) +
+        " channels=2 format=float32le sink_properties=\"device.description='" + description.name +
+        "' device.class=abstract " + kTapOwnerProperty + "=" + std::to_string(currentProcessID()) +
+        "\"";
+    tap.module = loadModule("module-null-sink", arguments);
+    if (tap.module == PA_INVALID_INDEX) return kAudioHardwareUnspecifiedError;
+
+    // The sink reaches the mirror through the subscription, a moment after the module loads.
+    const auto deadline = std::chrono::steady_clock::now() +
+                          std::chrono::milliseconds(static_cast<int>(kModuleTimeoutSeconds * 1000));
+    while (tap.sinkIndex == PA_INVALID_INDEX && std::chrono::steady_clock::now() < deadline) {
+        {
+            std::lock_guard lock(mutex_);
+            for (const auto& [index, sink] : sinks_) {
+                if (sink.name == tap.sinkName) tap.sinkIndex = index;
+            }
+        }
+        if (tap.sinkIndex == PA_INVALID_INDEX)
+            std::this_thread::sleep_for(std::chrono::milliseconds(5));
+    }
+    if (tap.sinkIndex == PA_INVALID_INDEX) {
+        unloadModule(tap.module, true);
+        return kAudioHardwareUnspecifiedError;
+    }
+
+    LoopLock loop(loop_);
+    std::lock_guard lock(mutex_);
+    tap.object = nextObject_++;
+    tapID = tap.object;
+    auto& stored = taps_[tap.object] = std::move(tap);
+    (void)stored;
+    for (const auto& [index, input] : sinkInputs_)
+        captureSinkInput(input);
+    return kAudioHardwareNoError;
+}
+
+void PulseAudioHardware::captureSinkInput(const SinkInput& input) {
+    if (context_ == nullptr) return;
+    // Streams without a client belong to modules (our own audible copies among them), and our
+    // own playback must never be captured again.
+    if (input.client == PA_INVALID_INDEX || input.client == ownClientIndex_) return;
+    for (auto& [object, tap] : taps_) {
+        if (tap.sinkIndex == PA_INVALID_INDEX || input.sink == tap.sinkIndex) continue;
+        const auto client = clients_.find(input.client);
+        if (client != clients_.end() &&
+            std::find(tap.excludedProcesses.begin(), tap.excludedProcesses.end(),
+                      client->second.object) != tap.excludedProcesses.end())
+            continue;
+        const auto from = sinks_.find(input.sink);
+        if (from != sinks_.end() && from->second.tapOwner) continue;  // another tap's
+        const std::string origin = from != sinks_.end() ? from->second.name : std::string();
+        tap.moved.try_emplace(input.index, origin);
+        if (tap.keepAudible && !origin.empty()) keepAudibleOn(tap, origin);
+        dropOperation(pa_context_move_sink_input_by_index(context_, input.index, tap.sinkIndex,
+                                                          nullptr, nullptr));
+        return;
+    }
+}
+
+void PulseAudioHardware::keepAudibleOn(Tap& tap, const std::string& sinkName) {
+    if (!tap.audibleCopies.emplace(sinkName, PA_INVALID_INDEX).second) return;
+    // A loopback from the tap's monitor: the tapped programs stay audible where they played,
+    // and Sorix's own output, which never passes the tap, cannot feed back into it.
+    struct Pending {
+        PulseAudioHardware* hardware;
+        AudioObjectID tap;
+        std::string sink;
+    };
+    const std::string arguments = "source=" + tap.sinkName + ".monitor sink=" + sinkName +
+                                  " latency_msec=20 source_dont_move=true sink_dont_move=true";
+    dropOperation(pa_context_load_module(
+        context_, "module-loopback", arguments.c_str(),
+        [](pa_context* context, uint32_t module, void* data) {
+            std::unique_ptr<Pending> pending(static_cast<Pending*>(data));
+            std::lock_guard lock(pending->hardware->mutex_);
+            const auto tap = pending->hardware->taps_.find(pending->tap);
+            if (tap == pending->hardware->taps_.end()) {
+                if (module != PA_INVALID_INDEX)
+                    dropOperation(pa_context_unload_module(context, module, nullptr, nullptr));
+                return;
+            }
+            tap->second.audibleCopies[pending->sink] = module;
+        },
+        new Pending{this, tap.object, sinkName}));
+}
+
+OSStatus PulseAudioHardware::destroyProcessTap(AudioObjectID tapID) {
+    uint32_t module = PA_INVALID_INDEX;
+    {
+        LoopLock loop(loop_);
+        std::lock_guard lock(mutex_);
+        const auto found = taps_.find(tapID);
+        if (found == taps_.end()) return kAudioHardwareBadObjectError;
+        Tap tap = std::move(found->second);
+        taps_.erase(found);
+        module = tap.module;
+        if (module == PA_INVALID_INDEX || context_ == nullptr) return kAudioHardwareNoError;
+        // Each stream goes home before the tap goes; the server handles our requests in order.
+        for (const auto& [input, origin] : tap.moved) {
+            const auto current = sinkInputs_.find(input);
+            if (current == sinkInputs_.end() || current->second.sink != tap.sinkIndex ||
+                origin.empty())
+                continue;
+            dropOperation(pa_context_move_sink_input_by_name(context_, input, origin.c_str(),
+                                                             nullptr, nullptr));
+        }
+        for (const auto& [sink, copy] : tap.audibleCopies) {
+            if (copy != PA_INVALID_INDEX)
+                dropOperation(pa_context_unload_module(context_, copy, nullptr, nullptr));
+        }
+    }
+    unloadModule(module, true);
+    return kAudioHardwareNoError;
+}
+
+const PulseAudioHardware::Tap* PulseAudioHardware::tapByObject(AudioObjectID object) const {
+    const auto found = taps_.find(object);
+    return found == taps_.end() ? nullptr : &found->second;
+}
+
+// --- The aggregate device ---
+
+PulseAudioHardware::Aggregate* PulseAudioHardware::aggregateByObject(AudioObjectID object) const {
+    const auto found = aggregates_.find(object);
+    return found == aggregates_.end() ? nullptr : found->second.get();
+}
+
+OSStatus PulseAudioHardware::createAggregateDevice(const AggregateDeviceDescription& description,
+                                                   AudioObjectID& device) {
+    device = kAudioObjectUnknown;
+    if (!isConnected()) return kAudioHardwareNotRunningError;
+    if (description.taps.size() != 1 || description.subDevices.empty())
+        return kAudioHardwareIllegalOperationError;
+
+    auto aggregate = std::make_unique<Aggregate>();
+    aggregate->owner = this;
+    std::string tapSink;
+    std::vector<std::string> outputs;
+    {
+        std::lock_guard lock(mutex_);
+        for (const auto& [object, tap] : taps_) {
+            if (tap.uuid != description.taps.front().uid) continue;
+            tapSink = tap.sinkName;
+            aggregate->tapSink = tapSink;
+            aggregate->rate = tap.rate;
+            aggregate->inputChannels = tap.channels;
+        }
+        if (tapSink.empty()) return kAudioHardwareBadObjectError;
+        for (const auto& member : description.subDevices) {
+            const auto sink = std::find_if(sinks_.begin(), sinks_.end(), [&](const auto& entry) {
+                return entry.second.name == member.uid;
+            });
+            if (sink == sinks_.end()) return kAudioHardwareBadDeviceError;
+            outputs.push_back(member.uid);
+            aggregate->playbackChannels.push_back(std::max<uint32_t>(sink->second.channels, 1));
+        }
+        aggregate->object = nextObject_++;
+    }
+    aggregate->outputBuffers.resize(outputs.size());
+    aggregate->writeAreas.resize(outputs.size());
+
+    LoopLock loop(loop_);
+    if (context_ == nullptr || pa_context_get_state(context_) != PA_CONTEXT_READY)
+        return kAudioHardwareNotRunningError;
+    const auto stateChanged = [](pa_stream*, void* data) {
+        auto* aggregate = static_cast<Aggregate*>(data);
+        aggregate->owner->aggregateStreamChanged(*aggregate);
+    };
+    const auto cleanUp = [&] {
+        releaseStream(aggregate->record);
+        for (pa_stream*& stream : aggregate->playback)
+            releaseStream(stream);
+        return kAudioHardwareUnspecifiedError;
+    };
+
+    pa_proplist* properties = streamProperties();
+    const pa_sample_spec inputSpec{PA_SAMPLE_FLOAT32LE, aggregate->rate,
+                                   static_cast<uint8_t>(aggregate->inputChannels)};
+    aggregate->record = pa_stream_new_with_proplist(context_, "Sorix Boost Device", &inputSpec,
+                                                    nullptr, properties);
+    if (aggregate->record == nullptr) {
+        pa_proplist_free(properties);
+        return cleanUp();
+    }
+    pa_stream_set_state_callback(aggregate->record, stateChanged, aggregate.get());
+    pa_stream_set_read_callback(
+        aggregate->record,
+        [](pa_stream*, size_t, void* data) { static_cast<Aggregate*>(data)->pump(); },
+        aggregate.get());
+    pa_buffer_attr recordAttributes{};
+    recordAttributes.maxlength = static_cast<uint32_t>(-1);
+    recordAttributes.fragsize =
+        bytesFor(kRecordFragmentSeconds, aggregate->rate, aggregate->inputChannels);
+    const auto flags = static_cast<pa_stream_flags_t>(PA_STREAM_ADJUST_LATENCY |
+                                                      PA_STREAM_DONT_MOVE | PA_STREAM_START_CORKED);
+    const std::string monitor = tapSink + ".monitor";
+    if (pa_stream_connect_record(aggregate->record, monitor.c_str(), &recordAttributes, flags) <
+        0) {
+        pa_proplist_free(properties);
+        return cleanUp();
+    }
+
+    for (std::size_t i = 0; i < outputs.size(); ++i) {
+        const uint32_t channels = aggregate->playbackChannels[i];
+        const pa_sample_spec spec{PA_SAMPLE_FLOAT32LE, aggregate->rate,
+                                  static_cast<uint8_t>(channels)};
+        pa_channel_map map;
+        pa_channel_map_init_auto(&map, channels, PA_CHANNEL_MAP_DEFAULT);
+        pa_stream* stream =
+            pa_stream_new_with_proplist(context_, "Sorix Boost Device", &spec, &map, properties);
+        if (stream == nullptr) {
+            pa_proplist_free(properties);
+            return cleanUp();
+        }
+        aggregate->playback.push_back(stream);
+        pa_stream_set_state_callback(stream, stateChanged, aggregate.get());
+        pa_buffer_attr attributes{};
+        attributes.maxlength = static_cast<uint32_t>(-1);
+        attributes.tlength = bytesFor(kPlaybackTargetSeconds, aggregate->rate, channels);
+        attributes.prebuf = static_cast<uint32_t>(-1);
+        attributes.minreq = bytesFor(kPlaybackRequestSeconds, aggregate->rate, channels);
+        if (pa_stream_connect_playback(stream, outputs[i].c_str(), &attributes, flags, nullptr,
+                                       nullptr) < 0) {
+            pa_proplist_free(properties);
+            return cleanUp();
+        }
+    }
+    pa_proplist_free(properties);
+
+    std::lock_guard lock(mutex_);
+    device = aggregate->object;
+    aggregates_[device] = std::move(aggregate);
+    return kAudioHardwareNoError;
+}
+
+void PulseAudioHardware::aggregateStreamChanged(Aggregate& aggregate) {
+    bool wasAlive = false;
+    bool isAlive = false;
+    {
+        std::lock_guard lock(mutex_);
+        wasAlive = aggregate.alive();
+        int ready = 0;
+        bool failed = false;
+        const auto count = [&](pa_stream* stream) {
+            if (stream == nullptr) return;
+            const pa_stream_state_t state = pa_stream_get_state(stream);
+            ready += state == PA_STREAM_READY ? 1 : 0;
+            failed = failed || state == PA_STREAM_FAILED || state == PA_STREAM_TERMINATED;
+        };
+        count(aggregate.record);
+        for (pa_stream* stream : aggregate.playback)
+            count(stream);
+        aggregate.streamsReady = ready;
+        aggregate.failed = failed;
+        isAlive = aggregate.alive();
+    }
+    if (wasAlive != isAlive) notify({{aggregate.object, Selector::isAlive}});
+}
+
+OSStatus PulseAudioHardware::destroyAggregateDevice(AudioObjectID device) {
+    std::unique_ptr<Aggregate> aggregate;
+    LoopLock loop(loop_);
+    {
+        std::lock_guard lock(mutex_);
+        const auto found = aggregates_.find(device);
+        if (found == aggregates_.end()) return kAudioHardwareBadObjectError;
+        aggregate = std::move(found->second);
+        aggregates_.erase(found);
+    }
+    aggregate->running = false;
+    releaseStream(aggregate->record);
+    for (pa_stream*& stream : aggregate->playback)
+        releaseStream(stream);
+    return kAudioHardwareNoError;
+}
+
+// --- The IO procedure ---
+
+OSStatus PulseAudioHardware::createIOProcID(AudioObjectID device, AudioDeviceIOBlock block,
+                                            AudioDeviceIOProcID& procID) {
+    procID = 0;
+    LoopLock loop(loop_);
+    std::lock_guard lock(mutex_);
+    Aggregate* aggregate = aggregateByObject(device);
+    if (aggregate == nullptr) return kAudioHardwareBadDeviceError;
+    if (!block || aggregate->procID != 0) return kAudioHardwareIllegalOperationError;
+    aggregate->block = std::move(block);
+    aggregate->procID = procID = nextObject_++;
+    return kAudioHardwareNoError;
+}
+
+OSStatus PulseAudioHardware::destroyIOProcID(AudioObjectID device, AudioDeviceIOProcID procID) {
+    LoopLock loop(loop_);
+    std::lock_guard lock(mutex_);
+    Aggregate* aggregate = aggregateByObject(device);
+    if (aggregate == nullptr) return kAudioHardwareBadDeviceError;
+    if (procID == 0 || aggregate->procID != procID) return kAudioHardwareIllegalOperationError;
+    aggregate->running = false;
+    aggregate->block = nullptr;
+    aggregate->procID = 0;
+    return kAudioHardwareNoError;
+}
+
+namespace {
+
+void corkAll(pa_stream* record, const std::vector<pa_stream*>& playback, bool cork) {
+    const auto apply = [cork](pa_stream* stream) {
+        if (stream != nullptr && pa_stream_get_state(stream) == PA_STREAM_READY)
+            dropOperation(pa_stream_cork(stream, cork ? 1 : 0, nullptr, nullptr));
+    };
+    for (pa_stream* stream : playback)
+        apply(stream);
+    apply(record);
+}
+
+}  // namespace
+
+OSStatus PulseAudioHardware::startDevice(AudioObjectID device, AudioDeviceIOProcID procID) {
+    LoopLock loop(loop_);
+    std::lock_guard lock(mutex_);
+    Aggregate* aggregate = aggregateByObject(device);
+    if (aggregate == nullptr) return kAudioHardwareBadDeviceError;
+    if (procID == 0 || aggregate->procID != procID) return kAudioHardwareIllegalOperationError;
+    if (!aggregate->alive()) return kAudioHardwareNotRunningError;
+    aggregate->running = true;
+    // A new null sink renders its first block at its longest latency, seconds ahead, and only
+    // then notices that our recording wants small blocks. A suspend and resume restarts its clock.
+    const std::string& tapSink = aggregate->tapSink;
+    dropOperation(pa_context_suspend_sink_by_name(context_, tapSink.c_str(), 1, nullptr, nullptr));
+    dropOperation(pa_context_suspend_sink_by_name(context_, tapSink.c_str(), 0, nullptr, nullptr));
+    corkAll(aggregate->record, aggregate->playback, false);
+    return kAudioHardwareNoError;
+}
+
+OSStatus PulseAudioHardware::stopDevice(AudioObjectID device, AudioDeviceIOProcID) {
+    LoopLock loop(loop_);
+    std::lock_guard lock(mutex_);
+    Aggregate* aggregate = aggregateByObject(device);
+    if (aggregate == nullptr) return kAudioHardwareBadDeviceError;
+    aggregate->running = false;
+    corkAll(aggregate->record, aggregate->playback, true);
+    return kAudioHardwareNoError;
+}
+
+void PulseAudioHardware::Aggregate::pump() {
+    const std::size_t frameBytes = inputChannels * sizeof(float);
+    uint32_t widest = inputChannels;
+    for (uint32_t channels : playbackChannels)
+        widest = std::max(widest, channels);
+    const std::size_t chunkFrames = maxChunkSamples / widest;
+    for (;;) {
+        const void* data = nullptr;
+        std::size_t bytes = 0;
+        if (pa_stream_peek(record, &data, &bytes) < 0 || bytes == 0) return;
+        if (running.load(std::memory_order_relaxed) && block) {
+            const auto* samples = static_cast<const float*>(data);
+            std::size_t frames = bytes / frameBytes;
+            while (frames > 0) {
+                const std::size_t done = render(samples, std::min(frames, chunkFrames));
+                if (done == 0) break;  // an output cannot take audio now: the rest is dropped
+                if (samples != nullptr) samples += done * inputChannels;
+                frames -= done;
+            }
+        }
+        pa_stream_drop(record);
+    }
+}
+
+std::size_t PulseAudioHardware::Aggregate::render(const float* input, std::size_t frames) {
+    // Each output's memory comes from its stream, so the render path writes in place.
+    for (std::size_t i = 0; i < playback.size(); ++i) {
+        std::size_t bytes = frames * playbackChannels[i] * sizeof(float);
+        if (pa_stream_begin_write(playback[i], &writeAreas[i], &bytes) < 0) {
+            for (std::size_t j = 0; j < i; ++j)
+                pa_stream_cancel_write(playback[j]);
+            return 0;
+        }
+        frames = std::min(frames, bytes / (playbackChannels[i] * sizeof(float)));
+    }
+    inputBuffer.mNumberChannels = inputChannels;
+    inputBuffer.mDataByteSize = static_cast<uint32_t>(frames * inputChannels * sizeof(float));
+    // A hole in the recording plays as silence.
+    inputBuffer.mData = const_cast<float*>(input != nullptr ? input : silence.data());
+    for (std::size_t i = 0; i < playback.size(); ++i) {
+        outputBuffers[i].mNumberChannels = playbackChannels[i];
+        outputBuffers[i].mDataByteSize =
+            static_cast<uint32_t>(frames * playbackChannels[i] * sizeof(float));
+        outputBuffers[i].mData = writeAreas[i];
+    }
+    const AudioBufferList inputList{1, &inputBuffer};
+    AudioBufferList outputList{static_cast<uint32_t>(outputBuffers.size()), outputBuffers.data()};
+    const AudioTimeStamp now{sampleTime, 0};
+    block(now, inputList, now, outputList, now);
+    sampleTime += static_cast<double>(frames);
+    for (std::size_t i = 0; i < playback.size(); ++i) {
+        pa_stream_write(playback[i], writeAreas[i], outputBuffers[i].mDataByteSize, nullptr, 0,
+                        PA_SEEK_RELATIVE);
+    }
+    return frames;
+}
+
+}  // namespace sorix

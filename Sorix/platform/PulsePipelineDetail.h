@@ -1,0 +1,53 @@
+#pragma once
+
+#include <pulse/pulseaudio.h>
+
+#include <atomic>
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "PulseAudioHardware.h"
+
+// The parts of the pipeline that the server thread touches for every recorded chunk. Private to
+// the PulseAudio layer.
+namespace sorix {
+
+// The sink property that marks a tap and names the process that made it.
+inline constexpr const char* kTapOwnerProperty = "sorix.tap.owner_pid";
+
+// One record stream on the tap's monitor and one playback stream per output. Everything the IO
+// path uses is allocated here, before the first chunk arrives.
+struct PulseAudioHardware::Aggregate {
+    // The render path's largest block, in samples.
+    static constexpr std::size_t maxChunkSamples = 131'072;
+
+    AudioObjectID object = 0;
+    PulseAudioHardware* owner = nullptr;
+    std::string tapSink;
+    uint32_t rate = 48000;
+    uint32_t inputChannels = 2;
+    pa_stream* record = nullptr;
+    std::vector<pa_stream*> playback;
+    std::vector<uint32_t> playbackChannels;
+    int streamsReady = 0;
+    bool failed = false;
+
+    AudioDeviceIOBlock block;
+    AudioDeviceIOProcID procID = 0;
+    std::atomic<bool> running{false};
+    double sampleTime = 0;
+
+    std::vector<float> silence = std::vector<float>(maxChunkSamples, 0.0f);
+    AudioBuffer inputBuffer{};
+    std::vector<AudioBuffer> outputBuffers;
+    std::vector<void*> writeAreas;
+
+    bool alive() const { return !failed && streamsReady == static_cast<int>(playback.size()) + 1; }
+    // Server thread: everything recorded so far goes through the block to the outputs.
+    void pump();
+    // Renders up to `frames` frames; returns how many the outputs took.
+    std::size_t render(const float* input, std::size_t frames);
+};
+
+}  // namespace sorix
