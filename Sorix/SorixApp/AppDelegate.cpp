@@ -1,58 +1,32 @@
 #include "AppDelegate.h"
 
-#include <algorithm>
-
-#include "EQControls.h"
 #include "SettingsKeys.h"
+#include "StoredControls.h"
 
 namespace sorix {
 
-namespace {
-
-constexpr double kServerConnectTimeoutSeconds = 3.0;
-constexpr float kSafeModeBoostCap = 2.0f;
-
-}  // namespace
-
-AppDelegate::AppDelegate(const std::filesystem::path& settingsFile)
-    : logSink_(std::make_shared<StreamLogSink>()),
-      log_("TapEngine", logSink_),
-      settings_(settingsFile, [this](const std::string& problem) { log_.error("%s", problem); }),
-      permission_(mainQueue_),
-      hardware_(mainQueue_, kServerConnectTimeoutSeconds),
-      engine_(TapEngine::create({.hardware = hardware_,
-                                 .mainQueue = mainQueue_,
-                                 .settings = settings_,
-                                 .permission = permission_,
-                                 .logSink = logSink_})) {}
+AppDelegate::AppDelegate(TapEngine::Services services)
+    : settings_(services.settings), engine_(TapEngine::create(std::move(services))) {}
 
 void AppDelegate::applicationDidFinishLaunching() {
-    applyStoredBoost();
-    applyStoredEqualiser();
+    engine_->loudness->boost = launchBoost(settings_);
+    // Before the start, so that the very first block is already capped and equalised.
+    applyPanelControls();
     if (settings_.boolForKey(SettingsKeys::boostActive)) engine_->start();
 }
 
-void AppDelegate::applyStoredBoost() {
-    const double stored = settings_.doubleForKey(SettingsKeys::volumeBoost);
-    float boost = stored <= 1.0 ? 1.0f : static_cast<float>(stored);
-    boost = std::max(std::min(boost, 8.0f), 1.0f);
-    // Without the panel nobody else applies the hearing-protection cap.
-    if (settings_.boolean(SettingsKeys::safeMode).value_or(SettingsKeys::safeModeDefault))
-        boost = std::min(boost, kSafeModeBoostCap);
-    engine_->loudness->boost = boost;
-}
-
-void AppDelegate::applyStoredEqualiser() {
-    const auto preset = storedPreset(settings_.string(SettingsKeys::eqPreset)
-                                         .value_or(std::string(SettingsKeys::eqPresetDefault)));
-    if (preset == EQProcessor::Preset::custom) {
-        const auto gains =
-            parseCustomEQGains(settings_.string(SettingsKeys::customEQGains)
-                                   .value_or(std::string(SettingsKeys::customEQGainsDefault)));
-        engine_->setEQGains(gains);
-    } else {
-        engine_->setEQPreset(preset);
+// This build has no panel, and the panel is what applies Safe Mode and the equaliser whenever it
+// appears. Without this the stored boost would play uncapped and the equaliser would stay flat.
+void AppDelegate::applyPanelControls() {
+    const float stored = engine_->loudness->boost;
+    const float capped = safeModeCapped(stored, settings_);
+    if (capped < stored) {
+        engine_->log().log(
+            "Safe Mode caps the boost at %.1fx (stored %.1fx); safeMode=false lifts it",
+            static_cast<double>(capped), static_cast<double>(stored));
     }
+    engine_->loudness->boost = capped;
+    applyStoredEqualiser(*engine_, settings_);
 }
 
 void AppDelegate::applicationWillTerminate() { engine_->shutDown(); }

@@ -1,0 +1,10 @@
+#pragma once
+
+namespace sorix {
+
+// Runs Sorix without its panel until it is quit or stopped by SIGINT, SIGTERM or SIGHUP: boosting
+// follows the stored settings, and the pipeline is taken down before the process ends. Returns the
+// exit status.
+int runHeadless(int& argc, char** argv);
+
+}  // namespace sorix
