@@ -1,0 +1,125 @@
+// The delegate's launch and quit on the fake audio system: what the stored settings turn into.
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "AppDelegate.h"
+#include "FakeAudioHardware.h"
+#include "ManualMainQueue.h"
+#include "SettingsKeys.h"
+#include "StoredControls.h"
+
+namespace sorix::testing {
+namespace {
+
+using Case = TapEngine::State::Case;
+namespace Keys = SettingsKeys;
+
+TEST(LaunchBoostTest, StoredFactorIsTakenWithinOneToEightWhateverWasStored) {
+    struct Stored {
+        SettingsStore::Value value;
+        float expected;
+    };
+    const std::vector<Stored> table = {
+        {nullptr, 1.0f},  // absent
+        {0.5, 1.0f},     {1.0, 1.0f},  {3.55, 3.55f}, {8.0, 8.0f},
+        {9.0, 8.0f},     {-4.0, 1.0f}, {"4", 1.0f},  // another type reads as absent
+    };
+    for (const Stored& stored : table) {
+        MemorySettingsStore settings;
+        if (!stored.value.is_null()) settings.setObject(Keys::volumeBoost, stored.value);
+        EXPECT_FLOAT_EQ(launchBoost(settings), stored.expected) << stored.value.dump();
+    }
+}
+
+class AppDelegateTest : public ::testing::Test {
+  protected:
+    AppDelegateTest() {
+        speakers = hardware.addDevice({.uid = "speakers", .name = "Speakers"});
+        hardware.setDefaultOutput(speakers);
+        queue.runPending();
+    }
+
+    std::unique_ptr<AppDelegate> launched() {
+        auto delegate =
+            std::make_unique<AppDelegate>(TapEngine::Services{.hardware = hardware,
+                                                              .mainQueue = queue,
+                                                              .settings = settings,
+                                                              .permission = permission,
+                                                              .logSink = sink,
+                                                              .aliveClock = [] { return 0.0; },
+                                                              .aliveSleep = [](double) {}});
+        delegate->applicationDidFinishLaunching();
+        queue.runPending();
+        return delegate;
+    }
+
+    bool logged(const std::string& line) const {
+        const auto all = sink->messages();
+        return std::find(all.begin(), all.end(), line) != all.end();
+    }
+
+    ManualMainQueue queue;
+    FakeAudioHardware hardware{queue};
+    MemorySettingsStore settings;
+    AudioCapturePermission permission{queue, [] { return AudioCapturePermission::Service{}; },
+                                      [] {}};
+    std::shared_ptr<RecordingLogSink> sink = std::make_shared<RecordingLogSink>();
+    AudioObjectID speakers = 0;
+};
+
+TEST_F(AppDelegateTest, TheMasterSwitchDecidesWhetherLaunchStartsBoosting) {
+    EXPECT_EQ(launched()->engine().state->kind(), Case::inactive);
+    EXPECT_EQ(hardware.callCount(FakeAudioHardware::Call::createTap), 0);
+
+    settings.setBool(Keys::boostActive, true);
+    EXPECT_EQ(launched()->engine().state->kind(), Case::active);
+}
+
+TEST_F(AppDelegateTest, StoredBoostIsCappedBeforeTheFirstBlockAndTheStoreIsLeftAlone) {
+    settings.setDouble(Keys::volumeBoost, 4.8);
+    settings.setBool(Keys::boostActive, true);
+    auto delegate = launched();
+    EXPECT_FLOAT_EQ(delegate->engine().loudness->boost, 2.0f);
+    EXPECT_TRUE(logged("Safe Mode caps the boost at 2.0x (stored 4.8x); safeMode=false lifts it"));
+    EXPECT_DOUBLE_EQ(settings.doubleForKey(Keys::volumeBoost), 4.8);
+
+    settings.setBool(Keys::safeMode, false);
+    EXPECT_FLOAT_EQ(launched()->engine().loudness->boost, 4.8f);
+}
+
+TEST_F(AppDelegateTest, StoredEqualiserIsAppliedAsPresetOrAsTheUsersOwnGains) {
+    settings.setString(Keys::eqPreset, "bass");
+    EXPECT_EQ(launched()->engine().eq->gainsDB, EQProcessor::gains(EQProcessor::Preset::bass));
+
+    settings.setString(Keys::eqPreset, "custom");
+    settings.setString(Keys::customEQGains, "1.5,0.0,-2.0");
+    const std::array<float, EQProcessor::bandCount> padded = {1.5f, 0, -2.0f, 0, 0, 0};
+    EXPECT_EQ(launched()->engine().eq->gainsDB, padded);
+
+    settings.setString(Keys::eqPreset, "loudness-war");
+    EXPECT_EQ(launched()->engine().eq->gainsDB, EQProcessor::gains(EQProcessor::Preset::flat));
+}
+
+TEST_F(AppDelegateTest, QuitTakesEveryOutputDownAndKeepsTheMasterSwitch) {
+    // Stopping would keep two outputs running unprocessed; quitting must not.
+    hardware.addDevice({.uid = "dac", .name = "DAC"});
+    settings.setStringArray(Keys::outputDeviceUIDs, {"speakers", "dac"});
+    settings.setBool(Keys::boostActive, true);
+    auto delegate = launched();
+    ASSERT_TRUE(delegate->engine().pipelineExists());
+
+    delegate->applicationWillTerminate();
+    EXPECT_FALSE(delegate->engine().pipelineExists());
+    EXPECT_FALSE(hardware.isRunning());
+    EXPECT_EQ(hardware.callCount(FakeAudioHardware::Call::destroyTap), 1);
+    EXPECT_EQ(delegate->engine().state->kind(), Case::inactive);
+    EXPECT_EQ(sink->messages().back(), "state -> inactive");
+    EXPECT_TRUE(settings.boolForKey(Keys::boostActive));
+}
+
+}  // namespace
+}  // namespace sorix::testing

@@ -1,0 +1,215 @@
+// The real `sorix` on a private PulseAudio daemon, with real players and recorders: what a user
+// hears, and what is left behind when Sorix stops, is killed or loses its devices or its server.
+#include <gtest/gtest.h>
+
+#include <csignal>
+#include <cstdlib>
+#include <fstream>
+#include <memory>
+#include <nlohmann/json.hpp>
+#include <sstream>
+#include <string>
+
+#include "ChildProcess.h"
+#include "PrivatePulseServer.h"
+#include "PulseClients.h"
+
+namespace sorix::testing {
+namespace {
+
+constexpr double kTone = 0.25;  // the player's peak level
+// Levels within 10 %: resampling, s16 sinks and a loaded machine all nibble at them.
+constexpr double kTolerance = 0.10;
+constexpr double kStartTimeout = 15;  // a build plus the two-second liveness check, with room
+
+class SorixEndToEndTest : public ::testing::Test {
+  protected:
+    void SetUp() override {
+        if (std::system("command -v pulseaudio paplay parec pactl sox >/dev/null") != 0)
+            GTEST_SKIP() << "needs pulseaudio, pulseaudio-utils and sox";
+        ASSERT_TRUE(server.start());
+        tone = server.folder() / "tone.wav";
+        ASSERT_EQ(server.run("sox -q -n -r 48000 -c 2 -b 16 " + tone.string() +
+                             " synth 60 sine 1000 vol " + std::to_string(kTone)),
+                  0);
+    }
+
+    void storeSettings(const nlohmann::json& settings) const {
+        std::ofstream(server.folder() / "settings.json") << settings.dump();
+    }
+
+    std::unique_ptr<ChildProcess> startSorix(const std::vector<std::string>& environment = {}) {
+        std::vector<std::string> variables = {"SORIX_SETTINGS_FILE=" +
+                                              (server.folder() / "settings.json").string()};
+        variables.insert(variables.end(), environment.begin(), environment.end());
+        auto sorix = std::make_unique<ChildProcess>(std::vector<std::string>{SORIX_PATH}, logFile(),
+                                                    variables);
+        EXPECT_TRUE(sorix->started());
+        return sorix;
+    }
+
+    std::unique_ptr<ChildProcess> playTone() {
+        auto player = std::make_unique<ChildProcess>(
+            std::vector<std::string>{"paplay", tone.string()}, server.folder() / "player.log");
+        EXPECT_TRUE(eventually(5, [&] { return !sinkOfPlayer(player->pid()).empty(); }))
+            << "the player never appeared";
+        return player;
+    }
+
+    // Waits until the log holds `line` at least `times` times.
+    bool logShows(const std::string& line, int times = 1, double timeout = kStartTimeout) const {
+        return eventually(timeout, [&] { return count(line) >= times; });
+    }
+    int count(const std::string& line) const {
+        const std::string text = log();
+        int found = 0;
+        for (auto at = text.find(line); at != std::string::npos; at = text.find(line, at + 1))
+            ++found;
+        return found;
+    }
+    std::string log() const {
+        std::ostringstream text;
+        text << std::ifstream(logFile()).rdbuf();
+        return text.str();
+    }
+    std::filesystem::path logFile() const { return server.folder() / "sorix.log"; }
+
+    // The sink plays the tone boosted by `factor`, peak and RMS each within the tolerance.
+    void expectTone(const std::string& sink, double factor) const {
+        const auto levels = measureSink(sink);
+        ASSERT_TRUE(levels) << "nothing recorded from " << sink;
+        const double peak = kTone * factor;
+        EXPECT_NEAR(levels->peak, peak, peak * kTolerance) << sink << "\n" << log();
+        EXPECT_NEAR(levels->rms, peak / std::sqrt(2.0), peak / std::sqrt(2.0) * kTolerance)
+            << sink << "\n"
+            << log();
+    }
+
+    // Stops Sorix as a service manager would and checks that it quit cleanly.
+    void terminate(ChildProcess& sorix) const {
+        sorix.signal(SIGTERM);
+        EXPECT_EQ(sorix.waitForExit(10), 0) << log();
+        EXPECT_GE(count("state -> inactive"), 1);
+    }
+
+    PrivatePulseServer server{PrivatePulseServer::imitatedDevices()};
+    std::filesystem::path tone;
+};
+
+TEST_F(SorixEndToEndTest, BoostsEverythingOnceAndGivesTheStreamBackWhenTerminated) {
+    storeSettings({{"volumeBoost", 2.0}, {"boostActive", true}, {"safeMode", false}});
+    const auto player = playTone();
+    ASSERT_EQ(sinkOfPlayer(player->pid()), "speakers");
+    const auto sorix = startSorix();
+    ASSERT_TRUE(logShows("pipeline alive")) << log();
+    EXPECT_EQ(tapSinks().size(), 1u);
+    EXPECT_EQ(std::vector<std::string>{sinkOfPlayer(player->pid())}, tapSinks());
+    // Twice as loud, and only that: the tone playing on unprocessed as well would read x3.
+    expectTone("speakers", 2.0);
+
+    terminate(*sorix);
+    EXPECT_TRUE(eventually(5, [&] { return sinkOfPlayer(player->pid()) == "speakers"; }));
+    EXPECT_TRUE(tapSinks().empty());
+    expectTone("speakers", 1.0);
+}
+
+TEST_F(SorixEndToEndTest, EightfoldBoostStaysUnderTheLimitersCeiling) {
+    storeSettings({{"volumeBoost", 8.0}, {"boostActive", true}, {"safeMode", false}});
+    const auto player = playTone();
+    const auto sorix = startSorix();
+    ASSERT_TRUE(logShows("pipeline alive")) << log();
+    const auto levels = measureSink("speakers");
+    ASSERT_TRUE(levels);
+    EXPECT_LE(levels->peak, 0.97 + 1e-3) << log();
+    EXPECT_GT(levels->peak, 0.85) << "the tone was not boosted far into the knee";
+    terminate(*sorix);
+}
+
+TEST_F(SorixEndToEndTest, SwitchedOffItIdlesAndLeavesEveryonesAudioAlone) {
+    storeSettings({{"volumeBoost", 4.0}, {"boostActive", false}});
+    const auto player = playTone();
+    const auto sorix = startSorix();
+    ASSERT_TRUE(logShows("running without")) << log();
+    expectTone("speakers", 1.0);
+    EXPECT_TRUE(tapSinks().empty());
+    EXPECT_EQ(count("state -> starting"), 0) << log();
+    EXPECT_TRUE(sorix->running());
+    terminate(*sorix);
+}
+
+TEST_F(SorixEndToEndTest, AKilledSorixsTapIsClearedByTheNextStart) {
+    storeSettings({{"volumeBoost", 2.0}, {"boostActive", true}, {"safeMode", false}});
+    const auto player = playTone();
+    auto sorix = startSorix();
+    ASSERT_TRUE(logShows("pipeline alive")) << log();
+    const auto staleTaps = tapSinks();
+    ASSERT_EQ(staleTaps.size(), 1u);
+    sorix->signal(SIGKILL);
+    sorix->waitForExit(10);
+    EXPECT_EQ(tapSinks(), staleTaps) << "nothing could have cleaned up after a SIGKILL";
+
+    sorix = startSorix();
+    ASSERT_TRUE(logShows("pipeline alive", 2)) << log();
+    const auto taps = tapSinks();
+    ASSERT_EQ(taps.size(), 1u);
+    EXPECT_NE(taps, staleTaps);
+    EXPECT_EQ(sinkOfPlayer(player->pid()), taps.front());
+    expectTone("speakers", 2.0);
+
+    terminate(*sorix);
+    EXPECT_TRUE(eventually(5, [&] { return sinkOfPlayer(player->pid()) == "speakers"; }));
+    EXPECT_TRUE(tapSinks().empty());
+}
+
+TEST_F(SorixEndToEndTest, FollowsANewDefaultOutputAndAPulledOne) {
+    storeSettings({{"volumeBoost", 2.0}, {"boostActive", true}, {"safeMode", false}});
+    const auto player = playTone();
+    const auto sorix = startSorix();
+    ASSERT_TRUE(logShows("pipeline alive")) << log();
+
+    ASSERT_EQ(server.run("pactl set-default-sink usb_dac"), 0);
+    ASSERT_TRUE(logShows("pipeline alive", 2)) << "no rebuild onto the new default\n" << log();
+    expectTone("usb_dac", 2.0);
+    const auto old = measureSink("speakers");
+    ASSERT_TRUE(old);
+    EXPECT_LT(old->peak, 0.01) << "the old default still plays";
+
+    // Unplugged: the server picks another default, and Sorix follows it there.
+    const auto module = moduleOfSink("usb_dac");
+    ASSERT_TRUE(module);
+    ASSERT_EQ(server.run("pactl unload-module " + std::to_string(*module)), 0);
+    ASSERT_TRUE(logShows("pipeline alive", 3)) << "no rebuild after the pull\n" << log();
+    const std::string fallback = defaultSink();
+    ASSERT_NE(fallback, "usb_dac");
+    EXPECT_TRUE(tapSinks().size() == 1 && fallback != tapSinks().front());
+    expectTone(fallback, 2.0);
+}
+
+TEST_F(SorixEndToEndTest, ALostServerIsRetriedAndARestartedOneIsPickedUp) {
+    storeSettings({{"volumeBoost", 2.0}, {"boostActive", true}, {"safeMode", false}});
+    auto player = playTone();
+    const auto sorix = startSorix();
+    ASSERT_TRUE(logShows("pipeline alive")) << log();
+
+    server.kill();
+    EXPECT_TRUE(logShows("— retry 2/6 in ")) << log();
+    ASSERT_TRUE(server.start());
+    player = playTone();
+    ASSERT_TRUE(logShows("pipeline alive", 2)) << "the restarted server was not picked up\n"
+                                               << log();
+    EXPECT_TRUE(sorix->running());
+    expectTone("speakers", 2.0);
+    terminate(*sorix);
+    EXPECT_TRUE(tapSinks().empty());
+}
+
+TEST_F(SorixEndToEndTest, WithoutAnyServerSorixWaitsAndRetriesAndStillQuitsCleanly) {
+    storeSettings({{"boostActive", true}});
+    const auto sorix = startSorix({"PULSE_SERVER=unix:" + (server.folder() / "none").string()});
+    EXPECT_TRUE(logShows("— retry 2/6 in ")) << log();
+    EXPECT_TRUE(sorix->running());
+    terminate(*sorix);
+}
+
+}  // namespace
+}  // namespace sorix::testing

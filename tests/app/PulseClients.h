@@ -1,0 +1,29 @@
+#pragma once
+
+#include <sys/types.h>
+
+#include <optional>
+#include <string>
+#include <vector>
+
+// The sound server as its own clients see it: pactl for the state, parec for what a sink plays.
+// They reach the server of PULSE_SERVER, which the private test server sets.
+namespace sorix::testing {
+
+struct Levels {
+    double peak = 0;
+    double rms = 0;
+};
+
+// What the sink plays over about a second, taken from its monitor; none if nothing came.
+std::optional<Levels> measureSink(const std::string& sink);
+
+// The sink that the stream of the given player process plays to; empty when it has none.
+std::string sinkOfPlayer(pid_t player);
+// Names of the sinks that are Sorix taps.
+std::vector<std::string> tapSinks();
+std::string defaultSink();
+// The module that made the sink, for pulling it as an unplugged device would go.
+std::optional<unsigned> moduleOfSink(const std::string& sink);
+
+}  // namespace sorix::testing
