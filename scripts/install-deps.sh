@@ -9,7 +9,7 @@ packages=(
     qt6-base-dev nlohmann-json3-dev libpulse-dev
     pulseaudio pulseaudio-utils
     libgtest-dev libgmock-dev libbenchmark-dev
-    sox
+    sox jq
 )
 
 missing=()
