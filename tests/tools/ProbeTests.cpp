@@ -75,6 +75,9 @@ TEST(ProbeTest, SeesARunningServerAndSaysSoWhenThereIsNone) {
     const nlohmann::json report = nlohmann::json::parse(output);
     EXPECT_EQ(report["defaultOutput"], "speakers");
     EXPECT_EQ(report["devices"].size(), 5u);
+    // The plain null sink is a virtual device, which Sorix never offers as an output.
+    ASSERT_EQ(report["catalogue"].size(), 4u);
+    EXPECT_EQ(report["catalogue"][1], (nlohmann::json{{"uid", "usb_dac"}, {"name", "USB DAC"}}));
 
     server.kill();
     EXPECT_EQ(runProbe("--json").first, 1);

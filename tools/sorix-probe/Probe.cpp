@@ -3,6 +3,8 @@
 #include <cstdio>
 #include <sstream>
 
+#include "OutputCatalogue.h"
+
 namespace sorix::probe {
 
 namespace {
@@ -80,6 +82,7 @@ Report collect(const AudioHardware& hardware) {
         process.own = own == id;
         report.processes.push_back(process);
     }
+    report.catalogue = physicalOutputDevices(hardware);
     return report;
 }
 
@@ -104,9 +107,13 @@ nlohmann::json toJson(const Report& report) {
         if (process.pid) entry["pid"] = *process.pid;
         processes.push_back(entry);
     }
+    nlohmann::json catalogue = nlohmann::json::array();
+    for (const OutputDevice& output : report.catalogue)
+        catalogue.push_back({{"uid", output.uid}, {"name", output.name}});
     return {{"defaultOutput", orNull(report.defaultOutput)},
             {"devices", devices},
-            {"processes", processes}};
+            {"processes", processes},
+            {"catalogue", catalogue}};
 }
 
 std::string toTable(const Report& report) {
@@ -131,6 +138,11 @@ std::string toTable(const Report& report) {
     for (const ProcessReport& p : report.processes) {
         std::snprintf(line, sizeof line, "  %-5u %-8s %-8s %s\n", p.id, cell(p.pid).c_str(),
                       p.runningOutput ? "yes" : "no", p.own ? "(sorix-probe)" : "");
+        out << line;
+    }
+    out << "\nOutputs Sorix offers\n";
+    for (const OutputDevice& output : report.catalogue) {
+        std::snprintf(line, sizeof line, "  %-28s %s\n", output.uid.c_str(), output.name.c_str());
         out << line;
     }
     return out.str();

@@ -7,6 +7,7 @@
 #include <vector>
 
 #include "AudioHardware.h"
+#include "OutputDevice.h"
 
 namespace sorix::probe {
 
@@ -35,6 +36,8 @@ struct Report {
     std::optional<std::string> defaultOutput;
     std::vector<DeviceReport> devices;
     std::vector<ProcessReport> processes;
+    // The outputs Sorix would offer the user.
+    std::vector<OutputDevice> catalogue;
 };
 
 Report collect(const AudioHardware& hardware);
