@@ -24,6 +24,7 @@ constexpr double kModuleTimeoutSeconds = 3.0;
 constexpr double kRecordFragmentSeconds = 0.005;
 constexpr double kPlaybackTargetSeconds = 0.015;
 constexpr double kPlaybackRequestSeconds = 0.005;
+constexpr int kFullChunksBeforeDropping = 4;
 
 class LoopLock {
   public:
@@ -304,6 +305,7 @@ OSStatus PulseAudioHardware::createAggregateDevice(const AggregateDeviceDescript
     }
     aggregate->outputBuffers.resize(outputs.size());
     aggregate->writeAreas.resize(outputs.size());
+    aggregate->fullChunks.resize(outputs.size());
 
     LoopLock loop(loop_);
     if (context_ == nullptr || pa_context_get_state(context_) != PA_CONTEXT_READY)
@@ -469,12 +471,14 @@ OSStatus PulseAudioHardware::startDevice(AudioObjectID device, AudioDeviceIOProc
     if (procID == 0 || aggregate->procID != procID) return kAudioHardwareIllegalOperationError;
     if (!aggregate->alive()) return kAudioHardwareNotRunningError;
     aggregate->running = true;
-    // A new null sink renders its first block at its longest latency, seconds ahead, and only
-    // then notices that our recording wants small blocks. A suspend and resume restarts its clock.
+    // A null sink plans its blocks by the latency its listeners ask for, and a corked recording
+    // asks nothing: uncorked first, our recording makes the tap work in small blocks. The
+    // suspend and resume then restart the tap's clock, which may have planned seconds ahead.
+    corkAll(aggregate->record, {}, false);
     const std::string& tapSink = aggregate->tapSink;
     dropOperation(pa_context_suspend_sink_by_name(context_, tapSink.c_str(), 1, nullptr, nullptr));
     dropOperation(pa_context_suspend_sink_by_name(context_, tapSink.c_str(), 0, nullptr, nullptr));
-    corkAll(aggregate->record, aggregate->playback, false);
+    corkAll(nullptr, aggregate->playback, false);
     return kAudioHardwareNoError;
 }
 
@@ -513,6 +517,15 @@ void PulseAudioHardware::Aggregate::pump() {
 }
 
 std::size_t PulseAudioHardware::Aggregate::render(const float* input, std::size_t frames) {
+    // An output that has held its whole target for several chunks in a row is not taking audio
+    // as fast as the tap gives it (a sink that is still waking, or a slower clock): the chunk is
+    // dropped for every output alike, so the delay stays small and the outputs stay in step.
+    bool backedUp = false;
+    for (std::size_t i = 0; i < playback.size(); ++i) {
+        fullChunks[i] = pa_stream_writable_size(playback[i]) == 0 ? fullChunks[i] + 1 : 0;
+        backedUp = backedUp || fullChunks[i] > kFullChunksBeforeDropping;
+    }
+    if (backedUp) return frames;
     // Each output's memory comes from its stream, so the render path writes in place.
     for (std::size_t i = 0; i < playback.size(); ++i) {
         std::size_t bytes = frames * playbackChannels[i] * sizeof(float);

@@ -42,6 +42,7 @@ struct PulseAudioHardware::Aggregate {
     AudioBuffer inputBuffer{};
     std::vector<AudioBuffer> outputBuffers;
     std::vector<void*> writeAreas;
+    std::vector<int> fullChunks;  // per output: chunks in a row that found it full
 
     bool alive() const { return !failed && streamsReady == static_cast<int>(playback.size()) + 1; }
     // Server thread: everything recorded so far goes through the block to the outputs.
