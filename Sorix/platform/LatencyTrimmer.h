@@ -1,0 +1,79 @@
+#pragma once
+
+#include <array>
+#include <cstddef>
+#include <cstdint>
+#include <vector>
+
+namespace sorix {
+
+// Keeps the outputs of a pipeline at a small delay and in step. Each output's stream plays on its
+// sink's clock and whatever arrives late is lost rather than played late, so a stall cannot make
+// the delay grow or move the outputs apart. What still can: a burst queued before the first chunk
+// played, a sink that starts later than the others, and a sink whose clock runs slower than the
+// tap's, which queues more and more.
+//
+// - Before every chunk each output reports how much audio it has queued ahead of its sink. When
+//   even the lowest report of every output over a window stays above the target, all outputs
+//   skip that common excess: the lowest report is what is left once the jitter of single chunks
+//   is gone, so the skip never empties a buffer.
+// - Now and then the outputs report together which frame of the tap's audio their sinks are
+//   reading. An output reading an earlier frame than the others plays behind them and skips
+//   the difference, by the median of the last three reports, so that one report taken while a
+//   sink was halfway through a block cannot move it.
+// Reports are taken only once every skip has been played out.
+//
+// Everything is allocated at construction: the calls per chunk run on the IO path.
+class LatencyTrimmer {
+  public:
+    struct Settings {
+        double rate = 48000;           // frames per second
+        double targetSeconds = 0.015;  // the lowest queue an output settles at
+        double toleranceSeconds = 0.003;
+        double stepToleranceSeconds = 0.0005;  // how far one output may play behind the others
+        double windowSeconds = 1.0;
+        // Shorter, so that whatever queued while the pipeline started goes at once.
+        double firstWindowSeconds = 0.2;
+    };
+
+    LatencyTrimmer(std::size_t outputs, Settings settings);
+
+    // The audio output `output` has queued ahead of its sink now, in seconds.
+    void report(std::size_t output, double queuedSeconds);
+    // `frames` more went through the pipeline; at the end of a window the common skip is decided.
+    void advance(std::size_t frames);
+    // How many of the next `frames` frames output `output` leaves out.
+    std::size_t takeSkip(std::size_t output, std::size_t frames);
+    // All the tap's frames that output `output` has left out so far.
+    uint64_t skipped(std::size_t output) const { return outputs_[output].skipped; }
+
+    // Whether positions read now would be those of the audio as it is written now.
+    bool settled() const;
+    // The frame of the tap's audio each output's sink is reading, taken together; `frames` holds
+    // one entry per output.
+    void positions(const double* frames);
+
+  private:
+    static constexpr std::size_t kPositionReports = 3;
+    struct Output {
+        double lowest;
+        std::array<double, kPositionReports> behind;  // frames, the last reports
+        std::size_t pendingSkip;
+        uint64_t skipped;
+    };
+
+    void decide();
+    void skip(std::size_t output, std::size_t frames);
+    void restartWindow();
+
+    Settings settings_;
+    std::size_t windowFrames_;
+    std::size_t firstWindowFrames_;
+    bool decided_ = false;
+    std::size_t framesInWindow_ = 0;
+    std::size_t framesSinceSkip_ = 0;
+    std::size_t positionReports_ = 0;  // since the last skip
+    std::vector<Output> outputs_;
+};
+
+}  // namespace sorix
