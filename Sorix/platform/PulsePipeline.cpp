@@ -19,12 +19,17 @@ namespace sorix {
 namespace {
 
 constexpr double kModuleTimeoutSeconds = 3.0;
-// Small buffers keep the added delay near 20 ms: the tap's monitor hands over 5 ms chunks and
-// each playback stream holds about 15 ms ahead of its sink.
+// Small buffers keep the added delay near 25 ms: the tap's monitor hands over 5 ms chunks and
+// each playback stream holds about 20 ms ahead of its sink, enough to ride out the usual late
+// wake-up of a server thread.
 constexpr double kRecordFragmentSeconds = 0.005;
-constexpr double kPlaybackTargetSeconds = 0.015;
+constexpr double kPlaybackTargetSeconds = 0.020;
 constexpr double kPlaybackRequestSeconds = 0.005;
-constexpr int kFullChunksBeforeDropping = 4;
+// What each output's queue is trimmed back to when it stays above it: the 20 ms above, less the
+// chunk that is about to be written.
+constexpr double kLowestQueueSeconds = 0.015;
+// How often the outputs' positions are compared.
+constexpr double kPositionSeconds = 0.25;
 
 class LoopLock {
   public:
@@ -305,7 +310,12 @@ OSStatus PulseAudioHardware::createAggregateDevice(const AggregateDeviceDescript
     }
     aggregate->outputBuffers.resize(outputs.size());
     aggregate->writeAreas.resize(outputs.size());
-    aggregate->fullChunks.resize(outputs.size());
+    aggregate->trimmer = std::make_unique<LatencyTrimmer>(
+        outputs.size(), LatencyTrimmer::Settings{.rate = static_cast<double>(aggregate->rate),
+                                                 .targetSeconds = kLowestQueueSeconds});
+    aggregate->prefillFrames =
+        static_cast<uint64_t>(kPlaybackTargetSeconds * static_cast<double>(aggregate->rate));
+    aggregate->positionFrames.resize(outputs.size());
 
     LoopLock loop(loop_);
     if (context_ == nullptr || pa_context_get_state(context_) != PA_CONTEXT_READY)
@@ -365,9 +375,15 @@ OSStatus PulseAudioHardware::createAggregateDevice(const AggregateDeviceDescript
         pa_buffer_attr attributes{};
         attributes.maxlength = static_cast<uint32_t>(-1);
         attributes.tlength = bytesFor(kPlaybackTargetSeconds, aggregate->rate, channels);
-        attributes.prebuf = static_cast<uint32_t>(-1);
         attributes.minreq = bytesFor(kPlaybackRequestSeconds, aggregate->rate, channels);
-        if (pa_stream_connect_playback(stream, outputs[i].c_str(), &attributes, flags, nullptr,
+        // Without prebuffering an output keeps playing on its sink's clock when a chunk comes
+        // late: it plays silence, the late audio is lost rather than played late, and the
+        // outputs stay where they were in step with each other. startDevice fills them first.
+        attributes.prebuf = 0;
+        // The trimmer reads each output's delay before every chunk, without asking the server.
+        const auto timed = static_cast<pa_stream_flags_t>(flags | PA_STREAM_INTERPOLATE_TIMING |
+                                                          PA_STREAM_AUTO_TIMING_UPDATE);
+        if (pa_stream_connect_playback(stream, outputs[i].c_str(), &attributes, timed, nullptr,
                                        nullptr) < 0) {
             pa_proplist_free(properties);
             return cleanUp();
@@ -478,6 +494,18 @@ OSStatus PulseAudioHardware::startDevice(AudioObjectID device, AudioDeviceIOProc
     const std::string& tapSink = aggregate->tapSink;
     dropOperation(pa_context_suspend_sink_by_name(context_, tapSink.c_str(), 1, nullptr, nullptr));
     dropOperation(pa_context_suspend_sink_by_name(context_, tapSink.c_str(), 0, nullptr, nullptr));
+    // Every output starts from the same queue of silence, uncorked together, so they start in
+    // step and each has its target's worth before the first chunk arrives.
+    for (std::size_t i = 0; i < aggregate->playback.size(); ++i) {
+        pa_stream* stream = aggregate->playback[i];
+        if (pa_stream_get_state(stream) != PA_STREAM_READY) continue;
+        dropOperation(pa_stream_flush(stream, nullptr, nullptr));
+        const std::size_t bytes =
+            std::min<std::size_t>(aggregate->silence.size(),
+                                  aggregate->prefillFrames * aggregate->playbackChannels[i]) *
+            sizeof(float);
+        pa_stream_write(stream, aggregate->silence.data(), bytes, nullptr, 0, PA_SEEK_RELATIVE);
+    }
     corkAll(nullptr, aggregate->playback, false);
     return kAudioHardwareNoError;
 }
@@ -517,15 +545,16 @@ void PulseAudioHardware::Aggregate::pump() {
 }
 
 std::size_t PulseAudioHardware::Aggregate::render(const float* input, std::size_t frames) {
-    // An output that has held its whole target for several chunks in a row is not taking audio
-    // as fast as the tap gives it (a sink that is still waking, or a slower clock): the chunk is
-    // dropped for every output alike, so the delay stays small and the outputs stay in step.
-    bool backedUp = false;
     for (std::size_t i = 0; i < playback.size(); ++i) {
-        fullChunks[i] = pa_stream_writable_size(playback[i]) == 0 ? fullChunks[i] + 1 : 0;
-        backedUp = backedUp || fullChunks[i] > kFullChunksBeforeDropping;
+        // What the sink itself holds is the device's own delay, which the engine evens out.
+        pa_usec_t latency = 0;
+        int negative = 0;
+        const pa_timing_info* timing = pa_stream_get_timing_info(playback[i]);
+        if (timing == nullptr || pa_stream_get_latency(playback[i], &latency, &negative) != 0)
+            continue;
+        const double queued = static_cast<double>(latency) - static_cast<double>(timing->sink_usec);
+        trimmer->report(i, (negative != 0 ? -1.0 : 1.0) * queued / 1e6);
     }
-    if (backedUp) return frames;
     // Each output's memory comes from its stream, so the render path writes in place.
     for (std::size_t i = 0; i < playback.size(); ++i) {
         std::size_t bytes = frames * playbackChannels[i] * sizeof(float);
@@ -552,10 +581,56 @@ std::size_t PulseAudioHardware::Aggregate::render(const float* input, std::size_
     block(now, inputList, now, outputList, now);
     sampleTime += static_cast<double>(frames);
     for (std::size_t i = 0; i < playback.size(); ++i) {
-        pa_stream_write(playback[i], writeAreas[i], outputBuffers[i].mDataByteSize, nullptr, 0,
-                        PA_SEEK_RELATIVE);
+        const std::size_t frameBytes = playbackChannels[i] * sizeof(float);
+        const std::size_t skipped = trimmer->takeSkip(i, frames);
+        if (skipped == frames) {
+            pa_stream_cancel_write(playback[i]);
+            continue;
+        }
+        pa_stream_write(playback[i], static_cast<char*>(writeAreas[i]) + skipped * frameBytes,
+                        (frames - skipped) * frameBytes, nullptr, 0, PA_SEEK_RELATIVE);
     }
+    trimmer->advance(frames);
+    askPositions(frames);
     return frames;
+}
+
+void PulseAudioHardware::Aggregate::askPositions(std::size_t frames) {
+    framesSincePositions += frames;
+    if (positionUpdatesOutstanding > 0 || !trimmer->settled() ||
+        static_cast<double>(framesSincePositions) < kPositionSeconds * rate)
+        return;
+    framesSincePositions = 0;
+    // Asked one right after the other, so the answers describe nearly the same moment.
+    for (pa_stream* stream : playback) {
+        pa_operation* operation = pa_stream_update_timing_info(
+            stream,
+            [](pa_stream*, int success, void* data) {
+                static_cast<Aggregate*>(data)->positionArrived(success != 0);
+            },
+            this);
+        if (operation == nullptr) continue;
+        ++positionUpdatesOutstanding;
+        pa_operation_unref(operation);
+    }
+}
+
+void PulseAudioHardware::Aggregate::positionArrived(bool success) {
+    positionFailed = positionFailed || !success;
+    if (--positionUpdatesOutstanding > 0) return;
+    const bool failed = positionFailed;
+    positionFailed = false;
+    if (failed || positionFrames.size() != playback.size()) return;
+    for (std::size_t i = 0; i < playback.size(); ++i) {
+        const pa_timing_info* timing = pa_stream_get_timing_info(playback[i]);
+        if (timing == nullptr || timing->read_index_corrupt != 0) return;
+        // Every output is written the same frames, less what it skipped, after the same silence.
+        const auto frameBytes = static_cast<double>(playbackChannels[i] * sizeof(float));
+        positionFrames[i] = static_cast<double>(timing->read_index) / frameBytes -
+                            static_cast<double>(prefillFrames) +
+                            static_cast<double>(trimmer->skipped(i));
+    }
+    trimmer->positions(positionFrames.data());
 }
 
 }  // namespace sorix

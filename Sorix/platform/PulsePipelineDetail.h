@@ -7,6 +7,7 @@
 #include <string>
 #include <vector>
 
+#include "LatencyTrimmer.h"
 #include "PulseAudioHardware.h"
 
 // The parts of the pipeline that the server thread touches for every recorded chunk. Private to
@@ -42,13 +43,21 @@ struct PulseAudioHardware::Aggregate {
     AudioBuffer inputBuffer{};
     std::vector<AudioBuffer> outputBuffers;
     std::vector<void*> writeAreas;
-    std::vector<int> fullChunks;  // per output: chunks in a row that found it full
+    std::unique_ptr<LatencyTrimmer> trimmer;
+    uint64_t prefillFrames = 0;  // silence each output starts with
+    std::size_t framesSincePositions = 0;
+    int positionUpdatesOutstanding = 0;
+    bool positionFailed = false;
+    std::vector<double> positionFrames;
 
     bool alive() const { return !failed && streamsReady == static_cast<int>(playback.size()) + 1; }
     // Server thread: everything recorded so far goes through the block to the outputs.
     void pump();
     // Renders up to `frames` frames; returns how many the outputs took.
     std::size_t render(const float* input, std::size_t frames);
+    // Asks the server where each output's sink is reading, for the trimmer, now and then.
+    void askPositions(std::size_t frames);
+    void positionArrived(bool success);
 };
 
 }  // namespace sorix
