@@ -27,6 +27,9 @@ void AppDelegate::applyPanelControls() {
     }
     engine_->loudness->boost = capped;
     applyStoredEqualiser(*engine_, settings_);
+    // The output card reads the volumes and starts following them whenever it appears; without
+    // it, linked outputs would not follow a volume changed elsewhere.
+    engine_->refreshDeviceVolumes();
 }
 
 void AppDelegate::applicationWillTerminate() { engine_->shutDown(); }
