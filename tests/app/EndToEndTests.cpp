@@ -1,18 +1,8 @@
 // The real `sorix` on a private PulseAudio daemon, with real players and recorders: what a user
 // hears, and what is left behind when Sorix stops, is killed or loses its devices or its server.
-#include <gtest/gtest.h>
+#include <cmath>
 
-#include <csignal>
-#include <cstdlib>
-#include <fstream>
-#include <memory>
-#include <nlohmann/json.hpp>
-#include <sstream>
-#include <string>
-
-#include "ChildProcess.h"
-#include "PrivatePulseServer.h"
-#include "PulseClients.h"
+#include "SorixOnPrivateServer.h"
 
 namespace sorix::testing {
 namespace {
@@ -20,59 +10,19 @@ namespace {
 constexpr double kTone = 0.25;  // the player's peak level
 // Levels within 10 %: resampling, s16 sinks and a loaded machine all nibble at them.
 constexpr double kTolerance = 0.10;
-constexpr double kStartTimeout = 15;  // a build plus the two-second liveness check, with room
 
-class SorixEndToEndTest : public ::testing::Test {
+class SorixEndToEndTest : public SorixOnPrivateServer {
   protected:
     void SetUp() override {
-        if (std::system("command -v pulseaudio paplay parec pactl sox >/dev/null") != 0)
-            GTEST_SKIP() << "needs pulseaudio, pulseaudio-utils and sox";
-        ASSERT_TRUE(server.start());
-        tone = server.folder() / "tone.wav";
-        ASSERT_EQ(server.run("sox -q -n -r 48000 -c 2 -b 16 " + tone.string() +
-                             " synth 60 sine 1000 vol " + std::to_string(kTone)),
-                  0);
+        SorixOnPrivateServer::SetUp();
+        if (IsSkipped() || HasFatalFailure()) return;
+        ASSERT_EQ(
+            server.run("sox -q -n -r 48000 -c 2 -b 16 " + (server.folder() / "tone.wav").string() +
+                       " synth 60 sine 1000 vol " + std::to_string(kTone)),
+            0);
     }
 
-    void storeSettings(const nlohmann::json& settings) const {
-        std::ofstream(server.folder() / "settings.json") << settings.dump();
-    }
-
-    std::unique_ptr<ChildProcess> startSorix(const std::vector<std::string>& environment = {}) {
-        std::vector<std::string> variables = {"SORIX_SETTINGS_FILE=" +
-                                              (server.folder() / "settings.json").string()};
-        variables.insert(variables.end(), environment.begin(), environment.end());
-        auto sorix = std::make_unique<ChildProcess>(std::vector<std::string>{SORIX_PATH}, logFile(),
-                                                    variables);
-        EXPECT_TRUE(sorix->started());
-        return sorix;
-    }
-
-    std::unique_ptr<ChildProcess> playTone() {
-        auto player = std::make_unique<ChildProcess>(
-            std::vector<std::string>{"paplay", tone.string()}, server.folder() / "player.log");
-        EXPECT_TRUE(eventually(5, [&] { return !sinkOfPlayer(player->pid()).empty(); }))
-            << "the player never appeared";
-        return player;
-    }
-
-    // Waits until the log holds `line` at least `times` times.
-    bool logShows(const std::string& line, int times = 1, double timeout = kStartTimeout) const {
-        return eventually(timeout, [&] { return count(line) >= times; });
-    }
-    int count(const std::string& line) const {
-        const std::string text = log();
-        int found = 0;
-        for (auto at = text.find(line); at != std::string::npos; at = text.find(line, at + 1))
-            ++found;
-        return found;
-    }
-    std::string log() const {
-        std::ostringstream text;
-        text << std::ifstream(logFile()).rdbuf();
-        return text.str();
-    }
-    std::filesystem::path logFile() const { return server.folder() / "sorix.log"; }
+    std::unique_ptr<ChildProcess> playTone() { return play("tone.wav"); }
 
     // The sink plays the tone boosted by `factor`, peak and RMS each within the tolerance.
     void expectTone(const std::string& sink, double factor) const {
@@ -84,16 +34,6 @@ class SorixEndToEndTest : public ::testing::Test {
             << sink << "\n"
             << log();
     }
-
-    // Stops Sorix as a service manager would and checks that it quit cleanly.
-    void terminate(ChildProcess& sorix) const {
-        sorix.signal(SIGTERM);
-        EXPECT_EQ(sorix.waitForExit(10), 0) << log();
-        EXPECT_GE(count("state -> inactive"), 1);
-    }
-
-    PrivatePulseServer server{PrivatePulseServer::imitatedDevices()};
-    std::filesystem::path tone;
 };
 
 TEST_F(SorixEndToEndTest, BoostsEverythingOnceAndGivesTheStreamBackWhenTerminated) {

@@ -1,5 +1,6 @@
 #include "PulseClients.h"
 
+#include <algorithm>
 #include <array>
 #include <cmath>
 #include <cstdio>
@@ -36,31 +37,57 @@ std::string sinkName(const nlohmann::json& sinkIndex) {
 
 }  // namespace
 
-std::optional<Levels> measureSink(const std::string& sink) {
+std::optional<std::vector<float>> recordSink(const std::string& sink, int channels, double seconds,
+                                             const std::string& channelMap) {
     constexpr int rate = 48000;
-    constexpr int channels = 2;
     // The first quarter second holds what was buffered before the recording began.
-    constexpr std::size_t settling = rate / 4 * channels;
-    constexpr std::size_t measured = rate * channels;
+    const auto settling = static_cast<std::size_t>(rate / 4 * channels);
+    const auto wanted = static_cast<std::size_t>(seconds * rate) * channels;
     const std::string command =
-        "timeout 5 parec --raw --format=float32le --rate=48000 --channels=2 "
-        "--latency-msec=20 -d " +
+        "timeout " + std::to_string(static_cast<int>(seconds) + 5) +
+        " parec --raw --format=float32le --rate=48000 --channels=" + std::to_string(channels) +
+        (channelMap.empty() ? "" : " --channel-map=" + channelMap) + " --latency-msec=20 -d " +
         sink + ".monitor";
     FILE* pipe = ::popen((command + " 2>/dev/null").c_str(), "r");
     if (pipe == nullptr) return std::nullopt;
-    std::vector<float> samples(settling + measured);
+    std::vector<float> samples(settling + wanted);
     const std::size_t got = std::fread(samples.data(), sizeof(float), samples.size(), pipe);
     ::pclose(pipe);
     if (got < samples.size()) return std::nullopt;
+    samples.erase(samples.begin(), samples.begin() + static_cast<std::ptrdiff_t>(settling));
+    return samples;
+}
+
+std::optional<Levels> measureSink(const std::string& sink) {
+    constexpr std::size_t window = 4800 * 2;  // 100 ms of stereo
+    const auto samples = recordSink(sink, 2, 1.0);
+    if (!samples) return std::nullopt;
 
     Levels levels;
-    double sumOfSquares = 0;
-    for (std::size_t i = settling; i < samples.size(); ++i) {
-        levels.peak = std::max(levels.peak, std::fabs(static_cast<double>(samples[i])));
-        sumOfSquares += static_cast<double>(samples[i]) * samples[i];
+    std::vector<double> windowLevels;
+    for (std::size_t begin = 0; begin + window <= samples->size(); begin += window) {
+        double sumOfSquares = 0;
+        for (std::size_t i = begin; i < begin + window; ++i) {
+            const double sample = (*samples)[i];
+            levels.peak = std::max(levels.peak, std::fabs(sample));
+            sumOfSquares += sample * sample;
+        }
+        windowLevels.push_back(std::sqrt(sumOfSquares / window));
     }
-    levels.rms = std::sqrt(sumOfSquares / measured);
+    std::nth_element(windowLevels.begin(), windowLevels.begin() + windowLevels.size() / 2,
+                     windowLevels.end());
+    levels.rms = windowLevels[windowLevels.size() / 2];
     return levels;
+}
+
+std::optional<double> sinkVolume(const std::string& sinkName) {
+    for (const auto& sink : pactlList("sinks")) {
+        if (sink.value("name", "") != sinkName) continue;
+        // Each channel's volume as "value", out of 65536.
+        for (const auto& channel : sink["volume"])
+            return channel.value("value", 0) / 65536.0;
+    }
+    return std::nullopt;
 }
 
 std::string sinkOfPlayer(pid_t player) {

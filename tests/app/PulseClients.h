@@ -15,8 +15,16 @@ struct Levels {
     double rms = 0;
 };
 
-// What the sink plays over about a second, taken from its monitor; none if nothing came.
+// What the sink plays over a second, taken from its monitor; none if nothing came. The RMS is
+// that of the median 100 ms, so that one late chunk on a busy machine does not hide the level.
 std::optional<Levels> measureSink(const std::string& sink);
+// `seconds` of the sink's monitor as interleaved 48 kHz samples, after a quarter second that
+// holds what was queued before the recording. Without a channel map the server's default one
+// for that many channels applies, and the server remixes to it.
+std::optional<std::vector<float>> recordSink(const std::string& sink, int channels, double seconds,
+                                             const std::string& channelMap = {});
+// The sink's volume (its first channel) as a fraction of full.
+std::optional<double> sinkVolume(const std::string& sink);
 
 // The sink that the stream of the given player process plays to; empty when it has none.
 std::string sinkOfPlayer(pid_t player);

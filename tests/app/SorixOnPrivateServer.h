@@ -1,0 +1,87 @@
+#pragma once
+
+#include <gtest/gtest.h>
+
+#include <csignal>
+#include <cstdlib>
+#include <fstream>
+#include <memory>
+#include <nlohmann/json.hpp>
+#include <sstream>
+#include <string>
+#include <vector>
+
+#include "ChildProcess.h"
+#include "PrivatePulseServer.h"
+#include "PulseClients.h"
+
+namespace sorix::testing {
+
+// The real `sorix` on a private PulseAudio daemon of the test's own: its settings file, its
+// log, and a clean stop.
+class SorixOnPrivateServer : public ::testing::Test {
+  protected:
+    static constexpr double kStartTimeout = 15;  // a build plus the two-second liveness check
+
+    explicit SorixOnPrivateServer(std::string modules = PrivatePulseServer::imitatedDevices())
+        : server(std::move(modules)) {}
+
+    void SetUp() override {
+        if (std::system("command -v pulseaudio paplay parec pactl sox >/dev/null") != 0)
+            GTEST_SKIP() << "needs pulseaudio, pulseaudio-utils and sox";
+        ASSERT_TRUE(server.start());
+    }
+
+    void storeSettings(const nlohmann::json& settings) const {
+        std::ofstream(server.folder() / "settings.json") << settings.dump();
+    }
+
+    std::unique_ptr<ChildProcess> startSorix(const std::vector<std::string>& environment = {}) {
+        std::vector<std::string> variables = {"SORIX_SETTINGS_FILE=" +
+                                              (server.folder() / "settings.json").string()};
+        variables.insert(variables.end(), environment.begin(), environment.end());
+        auto sorix = std::make_unique<ChildProcess>(std::vector<std::string>{SORIX_PATH}, logFile(),
+                                                    variables);
+        EXPECT_TRUE(sorix->started());
+        return sorix;
+    }
+
+    // Plays a file from the test's folder until the returned process goes.
+    std::unique_ptr<ChildProcess> play(const std::string& file) {
+        auto player = std::make_unique<ChildProcess>(
+            std::vector<std::string>{"paplay", (server.folder() / file).string()},
+            server.folder() / "player.log");
+        EXPECT_TRUE(eventually(5, [&] { return !sinkOfPlayer(player->pid()).empty(); }))
+            << "the player never appeared";
+        return player;
+    }
+
+    // Waits until the log holds `line` at least `times` times.
+    bool logShows(const std::string& line, int times = 1, double timeout = kStartTimeout) const {
+        return eventually(timeout, [&] { return count(line) >= times; });
+    }
+    int count(const std::string& line) const {
+        const std::string text = log();
+        int found = 0;
+        for (auto at = text.find(line); at != std::string::npos; at = text.find(line, at + 1))
+            ++found;
+        return found;
+    }
+    std::string log() const {
+        std::ostringstream text;
+        text << std::ifstream(logFile()).rdbuf();
+        return text.str();
+    }
+    std::filesystem::path logFile() const { return server.folder() / "sorix.log"; }
+
+    // Stops Sorix as a service manager would and checks that it quit cleanly.
+    void terminate(ChildProcess& sorix) const {
+        sorix.signal(SIGTERM);
+        EXPECT_EQ(sorix.waitForExit(10), 0) << log();
+        EXPECT_GE(count("state -> inactive"), 1);
+    }
+
+    PrivatePulseServer server;
+};
+
+}  // namespace sorix::testing
