@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <cmath>
 #include <limits>
+#include <utility>
 
 namespace sorix {
 
@@ -23,15 +24,26 @@ LatencyTrimmer::LatencyTrimmer(std::size_t outputs, Settings settings)
     : settings_(settings),
       windowFrames_(static_cast<std::size_t>(settings.windowSeconds * settings.rate)),
       firstWindowFrames_(static_cast<std::size_t>(settings.firstWindowSeconds * settings.rate)),
-      outputs_(outputs, Output{kUnreported, {}, 0, 0}) {}
+      outputs_(outputs, Output{kUnreported, -kUnreported, {}, 0, 0}) {}
 
 void LatencyTrimmer::report(std::size_t output, double queuedSeconds) {
     Output& entry = outputs_[output];
     entry.lowest = std::min(entry.lowest, queuedSeconds);
+    entry.highest = std::max(entry.highest, queuedSeconds);
+    // Reports taken before a pending change is written still show the queue without it.
+    dry_ = dry_ || (queuedSeconds < 0 && !changePending());
 }
 
 void LatencyTrimmer::advance(std::size_t frames) {
-    framesSinceSkip_ += frames;
+    framesSinceChange_ += frames;
+    // Silence is playing already: waiting for the window would only make it longer.
+    if (dry_ && !changePending()) {
+        dry_ = false;
+        refill(lowestOfAll());
+        restartWindow();
+        return;
+    }
+    dry_ = false;
     if (!settled()) {
         restartWindow();
         return;
@@ -47,14 +59,22 @@ std::size_t LatencyTrimmer::takeSkip(std::size_t output, std::size_t frames) {
     Output& entry = outputs_[output];
     const std::size_t skipped = std::min(entry.pendingSkip, frames);
     entry.pendingSkip -= skipped;
-    entry.skipped += skipped;
     return skipped;
 }
 
+std::size_t LatencyTrimmer::takeGap(std::size_t output) {
+    return std::exchange(outputs_[output].pendingGap, 0);
+}
+
+bool LatencyTrimmer::changePending() const {
+    return std::any_of(outputs_.begin(), outputs_.end(), [](const Output& output) {
+        return output.pendingSkip > 0 || output.pendingGap > 0;
+    });
+}
+
 bool LatencyTrimmer::settled() const {
-    return static_cast<double>(framesSinceSkip_) >= kSettleSeconds * settings_.rate &&
-           std::none_of(outputs_.begin(), outputs_.end(),
-                        [](const Output& output) { return output.pendingSkip > 0; });
+    return static_cast<double>(framesSinceChange_) >= kSettleSeconds * settings_.rate &&
+           !changePending();
 }
 
 void LatencyTrimmer::positions(const double* frames) {
@@ -76,26 +96,55 @@ void LatencyTrimmer::positions(const double* frames) {
     }
 }
 
-void LatencyTrimmer::decide() {
+double LatencyTrimmer::lowestOfAll() const {
     double lowest = kUnreported;
     for (const Output& output : outputs_)
         lowest = std::min(lowest, output.lowest);
+    return lowest;
+}
+
+void LatencyTrimmer::decide() {
+    const double lowest = lowestOfAll();
+    if (lowest == kUnreported) return;
     const double excess = lowest - settings_.targetSeconds;
-    if (lowest == kUnreported || excess <= settings_.toleranceSeconds) return;
-    for (std::size_t i = 0; i < outputs_.size(); ++i)
-        skip(i, static_cast<std::size_t>(std::lround(excess * settings_.rate)));
+    if (excess > settings_.toleranceSeconds) {
+        for (std::size_t i = 0; i < outputs_.size(); ++i)
+            skip(i, static_cast<std::size_t>(std::lround(excess * settings_.rate)));
+        return;
+    }
+    // A late chunk makes one low report and the queue is back once it arrives; only an output
+    // whose every report stayed low is draining.
+    double steady = kUnreported;
+    for (const Output& output : outputs_)
+        steady = std::min(steady, output.highest);
+    if (steady < settings_.floorSeconds) refill(steady);
+}
+
+void LatencyTrimmer::refill(double queuedSeconds) {
+    const double missing = settings_.targetSeconds - queuedSeconds;
+    if (!(missing > 0)) return;
+    const auto gap = static_cast<std::size_t>(std::lround(missing * settings_.rate));
+    for (Output& output : outputs_)
+        output.pendingGap += gap;
+    changed();
 }
 
 void LatencyTrimmer::skip(std::size_t output, std::size_t frames) {
     outputs_[output].pendingSkip += frames;
-    framesSinceSkip_ = 0;
+    changed();
+}
+
+void LatencyTrimmer::changed() {
+    framesSinceChange_ = 0;
     positionReports_ = 0;
 }
 
 void LatencyTrimmer::restartWindow() {
     framesInWindow_ = 0;
-    for (Output& output : outputs_)
+    for (Output& output : outputs_) {
         output.lowest = kUnreported;
+        output.highest = -kUnreported;
+    }
 }
 
 }  // namespace sorix

@@ -11,12 +11,16 @@ namespace sorix {
 // sink's clock and whatever arrives late is lost rather than played late, so a stall cannot make
 // the delay grow or move the outputs apart. What still can: a burst queued before the first chunk
 // played, a sink that starts later than the others, and a sink whose clock runs slower than the
-// tap's, which queues more and more.
+// tap's, which queues more and more. And one that runs faster, which drains its queue until it
+// reads past the end of what was written: from then on everything written would land in the past
+// and the output would stay silent.
 //
 // - Before every chunk each output reports how much audio it has queued ahead of its sink. When
 //   even the lowest report of every output over a window stays above the target, all outputs
 //   skip that common excess: the lowest report is what is left once the jitter of single chunks
-//   is gone, so the skip never empties a buffer.
+//   is gone, so the skip never empties a buffer. When every report of an output over a window
+//   stays below the floor, all outputs put the same gap of silence before their next chunk to
+//   refill it to the target; an output that has run dry does so at once.
 // - Now and then the outputs report together which frame of the tap's audio their sinks are
 //   reading. An output reading an earlier frame than the others plays behind them and skips
 //   the difference, by the median of the last three reports, so that one report taken while a
@@ -30,6 +34,7 @@ class LatencyTrimmer {
         double rate = 48000;           // frames per second
         double targetSeconds = 0.015;  // the lowest queue an output settles at
         double toleranceSeconds = 0.003;
+        double floorSeconds = 0.008;           // below it the queue is refilled before it runs dry
         double stepToleranceSeconds = 0.0005;  // how far one output may play behind the others
         double windowSeconds = 1.0;
         // Shorter, so that whatever queued while the pipeline started goes at once.
@@ -44,8 +49,8 @@ class LatencyTrimmer {
     void advance(std::size_t frames);
     // How many of the next `frames` frames output `output` leaves out.
     std::size_t takeSkip(std::size_t output, std::size_t frames);
-    // All the tap's frames that output `output` has left out so far.
-    uint64_t skipped(std::size_t output) const { return outputs_[output].skipped; }
+    // How many frames of silence output `output` puts before the chunk it writes next.
+    std::size_t takeGap(std::size_t output);
 
     // Whether positions read now would be those of the audio as it is written now.
     bool settled() const;
@@ -56,14 +61,21 @@ class LatencyTrimmer {
   private:
     static constexpr std::size_t kPositionReports = 3;
     struct Output {
-        double lowest;
+        double lowest;  // reports in the window
+        double highest;
         std::array<double, kPositionReports> behind;  // frames, the last reports
         std::size_t pendingSkip;
-        uint64_t skipped;
+        std::size_t pendingGap;
     };
 
     void decide();
+    double lowestOfAll() const;
+    // Every output puts in the same gap, enough to bring a queue of `queuedSeconds` back to the
+    // target.
+    void refill(double queuedSeconds);
+    bool changePending() const;
     void skip(std::size_t output, std::size_t frames);
+    void changed();
     void restartWindow();
 
     Settings settings_;
@@ -71,8 +83,9 @@ class LatencyTrimmer {
     std::size_t firstWindowFrames_;
     bool decided_ = false;
     std::size_t framesInWindow_ = 0;
-    std::size_t framesSinceSkip_ = 0;
-    std::size_t positionReports_ = 0;  // since the last skip
+    bool dry_ = false;                   // an output read past the end of its queue
+    std::size_t framesSinceChange_ = 0;  // a skip or a gap
+    std::size_t positionReports_ = 0;    // since the last change
     std::vector<Output> outputs_;
 };
 

@@ -48,6 +48,26 @@ void dropOperation(pa_operation* operation) {
     if (operation != nullptr) pa_operation_unref(operation);
 }
 
+// How much audio a playback stream holds ahead of its sink. libpulse's estimate follows the sink
+// smoothly between the server's counts, but only once the stream has played more than its sink
+// holds (a sink that was idle may not read it at all for a while), and it stops at zero, so it
+// cannot tell a stream that has run dry. There the server's last count decides: the queue it saw,
+// less what has played since. What the sink itself holds is the device's own delay, which the
+// engine evens out.
+double queuedSeconds(pa_stream* stream, const pa_timing_info& timing, std::size_t bytesPerSecond) {
+    const auto perSecond = static_cast<double>(bytesPerSecond);
+    const auto sinkUsec = static_cast<double>(timing.sink_usec);
+    pa_usec_t latency = 0;
+    if (static_cast<double>(timing.read_index) * 1e6 / perSecond > sinkUsec &&
+        pa_stream_get_latency(stream, &latency, nullptr) == 0 &&
+        static_cast<double>(latency) > sinkUsec)
+        return (static_cast<double>(latency) - sinkUsec) / 1e6;
+    const double counted = static_cast<double>(timing.write_index - timing.read_index) / perSecond;
+    const double played =
+        timing.playing != 0 ? static_cast<double>(pa_timeval_age(&timing.timestamp)) / 1e6 : 0.0;
+    return counted - played;
+}
+
 uint32_t bytesFor(double seconds, uint32_t rate, uint32_t channels) {
     const auto frames = static_cast<uint32_t>(seconds * rate);
     return std::max<uint32_t>(frames, 1) * channels * static_cast<uint32_t>(sizeof(float));
@@ -380,7 +400,7 @@ OSStatus PulseAudioHardware::createAggregateDevice(const AggregateDeviceDescript
         // late: it plays silence, the late audio is lost rather than played late, and the
         // outputs stay where they were in step with each other. startDevice fills them first.
         attributes.prebuf = 0;
-        // The trimmer reads each output's delay before every chunk, without asking the server.
+        // The trimmer reads each output's queue before every chunk, without asking the server.
         const auto timed = static_cast<pa_stream_flags_t>(flags | PA_STREAM_INTERPOLATE_TIMING |
                                                           PA_STREAM_AUTO_TIMING_UPDATE);
         if (pa_stream_connect_playback(stream, outputs[i].c_str(), &attributes, timed, nullptr,
@@ -546,14 +566,12 @@ void PulseAudioHardware::Aggregate::pump() {
 
 std::size_t PulseAudioHardware::Aggregate::render(const float* input, std::size_t frames) {
     for (std::size_t i = 0; i < playback.size(); ++i) {
-        // What the sink itself holds is the device's own delay, which the engine evens out.
-        pa_usec_t latency = 0;
-        int negative = 0;
         const pa_timing_info* timing = pa_stream_get_timing_info(playback[i]);
-        if (timing == nullptr || pa_stream_get_latency(playback[i], &latency, &negative) != 0)
+        if (timing == nullptr || timing->read_index_corrupt != 0 ||
+            timing->write_index_corrupt != 0)
             continue;
-        const double queued = static_cast<double>(latency) - static_cast<double>(timing->sink_usec);
-        trimmer->report(i, (negative != 0 ? -1.0 : 1.0) * queued / 1e6);
+        trimmer->report(
+            i, queuedSeconds(playback[i], *timing, rate * playbackChannels[i] * sizeof(float)));
     }
     // Each output's memory comes from its stream, so the render path writes in place.
     for (std::size_t i = 0; i < playback.size(); ++i) {
@@ -587,8 +605,10 @@ std::size_t PulseAudioHardware::Aggregate::render(const float* input, std::size_
             pa_stream_cancel_write(playback[i]);
             continue;
         }
+        // A gap is a seek past the end of the queue; the sink plays the hole as silence.
+        const auto gap = static_cast<int64_t>(trimmer->takeGap(i) * frameBytes);
         pa_stream_write(playback[i], static_cast<char*>(writeAreas[i]) + skipped * frameBytes,
-                        (frames - skipped) * frameBytes, nullptr, 0, PA_SEEK_RELATIVE);
+                        (frames - skipped) * frameBytes, nullptr, gap, PA_SEEK_RELATIVE);
     }
     trimmer->advance(frames);
     askPositions(frames);
@@ -623,12 +643,14 @@ void PulseAudioHardware::Aggregate::positionArrived(bool success) {
     if (failed || positionFrames.size() != playback.size()) return;
     for (std::size_t i = 0; i < playback.size(); ++i) {
         const pa_timing_info* timing = pa_stream_get_timing_info(playback[i]);
-        if (timing == nullptr || timing->read_index_corrupt != 0) return;
-        // Every output is written the same frames, less what it skipped, after the same silence.
+        if (timing == nullptr || timing->read_index_corrupt != 0 ||
+            timing->write_index_corrupt != 0)
+            return;
+        // libpulse counts every write up to now into the write index, so its end is the tap's
+        // latest frame on every output; the queue behind it holds no skip or gap once settled.
         const auto frameBytes = static_cast<double>(playbackChannels[i] * sizeof(float));
-        positionFrames[i] = static_cast<double>(timing->read_index) / frameBytes -
-                            static_cast<double>(prefillFrames) +
-                            static_cast<double>(trimmer->skipped(i));
+        positionFrames[i] =
+            sampleTime - static_cast<double>(timing->write_index - timing->read_index) / frameBytes;
     }
     trimmer->positions(positionFrames.data());
 }
