@@ -6,8 +6,8 @@
 #   tap      the tap sink's own latency, which the captured stream waits through
 #   capture  Sorix's recording of the tap: buffered plus the monitor's latency
 #   playback Sorix's stream on the output: buffered plus the sink's latency
-# The sum is the added latency. The run prints every sample, then the mean of the first and the
-# last ten seconds, so that growth over a long run shows.
+# The sum is the added latency. The run prints every sample, then a summary of the run once
+# settled, with the early and the last ten seconds side by side so that growth shows.
 #
 #   bash bench/pipeline-latency.sh [SECONDS]     (default 60; after a build in build/)
 set -euo pipefail
@@ -70,10 +70,16 @@ for second in $(seq "$duration"); do
         printf "%6d  %6.1f  %10.1f  %11.1f  %8.1f\n", s, t / 1000, c / 1000, p / 1000, (t + c + p) / 1000 }' |
         tee -a "$samples"
 done
-awk -v n="$duration" '
+# The first seconds carry whatever the output sink had planned ahead before Sorix joined it, until
+# the pipeline trims it; the figures that matter are those after it settled.
+awk -v n="$duration" -v from=6 '
     { added[NR] = $5 }
     END {
-        k = n < 10 ? n : 10
-        for (i = 1; i <= k; i++) { first += added[i]; last += added[n - k + i] }
-        printf "added latency: %.1f ms mean over the first %d s, %.1f ms over the last %d s\n",
-               first / k, k, last / k, k }' "$samples"
+        if (n < from + 10) { print "run at least " from + 10 " s for the summary"; exit }
+        max = 0
+        for (i = from; i <= n; i++) { all += added[i]; if (added[i] > max) max = added[i] }
+        for (i = 1; i <= 10; i++) { early += added[from - 1 + i]; late += added[n - 10 + i] }
+        printf "start: %.1f ms in the first second\n", added[1]
+        printf "settled (from second %d): %.1f ms mean, %.1f ms max\n", from, all / (n - from + 1), max
+        printf "growth: %.1f ms mean over seconds %d-%d, %.1f ms over the last ten\n",
+               early / 10, from, from + 9, late / 10 }' "$samples"
