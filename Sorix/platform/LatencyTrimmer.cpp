@@ -39,7 +39,7 @@ void LatencyTrimmer::advance(std::size_t frames) {
     // Silence is playing already: waiting for the window would only make it longer.
     if (dry_ && !changePending()) {
         dry_ = false;
-        refill(lowestOfAll());
+        refill(smallest(&Output::lowest));
         restartWindow();
         return;
     }
@@ -96,15 +96,15 @@ void LatencyTrimmer::positions(const double* frames) {
     }
 }
 
-double LatencyTrimmer::lowestOfAll() const {
-    double lowest = kUnreported;
+double LatencyTrimmer::smallest(double Output::*report) const {
+    double smallest = kUnreported;
     for (const Output& output : outputs_)
-        lowest = std::min(lowest, output.lowest);
-    return lowest;
+        smallest = std::min(smallest, output.*report);
+    return smallest;
 }
 
 void LatencyTrimmer::decide() {
-    const double lowest = lowestOfAll();
+    const double lowest = smallest(&Output::lowest);
     if (lowest == kUnreported) return;
     const double excess = lowest - settings_.targetSeconds;
     if (excess > settings_.toleranceSeconds) {
@@ -114,9 +114,7 @@ void LatencyTrimmer::decide() {
     }
     // A late chunk makes one low report and the queue is back once it arrives; only an output
     // whose every report stayed low is draining.
-    double steady = kUnreported;
-    for (const Output& output : outputs_)
-        steady = std::min(steady, output.highest);
+    const double steady = smallest(&Output::highest);
     if (steady < settings_.floorSeconds) refill(steady);
 }
 

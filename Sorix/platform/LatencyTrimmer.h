@@ -25,7 +25,7 @@ namespace sorix {
 //   reading. An output reading an earlier frame than the others plays behind them and skips
 //   the difference, by the median of the last three reports, so that one report taken while a
 //   sink was halfway through a block cannot move it.
-// Reports are taken only once every skip has been played out.
+// Positions are taken only once every skip and gap has been played out.
 //
 // Everything is allocated at construction: the calls per chunk run on the IO path.
 class LatencyTrimmer {
@@ -69,7 +69,8 @@ class LatencyTrimmer {
     };
 
     void decide();
-    double lowestOfAll() const;
+    // The smallest of one kind of report over all outputs in the window.
+    double smallest(double Output::*report) const;
     // Every output puts in the same gap, enough to bring a queue of `queuedSeconds` back to the
     // target.
     void refill(double queuedSeconds);

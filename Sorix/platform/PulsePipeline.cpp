@@ -333,8 +333,6 @@ OSStatus PulseAudioHardware::createAggregateDevice(const AggregateDeviceDescript
     aggregate->trimmer = std::make_unique<LatencyTrimmer>(
         outputs.size(), LatencyTrimmer::Settings{.rate = static_cast<double>(aggregate->rate),
                                                  .targetSeconds = kLowestQueueSeconds});
-    aggregate->prefillFrames =
-        static_cast<uint64_t>(kPlaybackTargetSeconds * static_cast<double>(aggregate->rate));
     aggregate->positionFrames.resize(outputs.size());
 
     LoopLock loop(loop_);
@@ -520,10 +518,9 @@ OSStatus PulseAudioHardware::startDevice(AudioObjectID device, AudioDeviceIOProc
         pa_stream* stream = aggregate->playback[i];
         if (pa_stream_get_state(stream) != PA_STREAM_READY) continue;
         dropOperation(pa_stream_flush(stream, nullptr, nullptr));
-        const std::size_t bytes =
-            std::min<std::size_t>(aggregate->silence.size(),
-                                  aggregate->prefillFrames * aggregate->playbackChannels[i]) *
-            sizeof(float);
+        const std::size_t bytes = std::min<std::size_t>(
+            aggregate->silence.size() * sizeof(float),
+            bytesFor(kPlaybackTargetSeconds, aggregate->rate, aggregate->playbackChannels[i]));
         pa_stream_write(stream, aggregate->silence.data(), bytes, nullptr, 0, PA_SEEK_RELATIVE);
     }
     corkAll(nullptr, aggregate->playback, false);
@@ -640,7 +637,7 @@ void PulseAudioHardware::Aggregate::positionArrived(bool success) {
     if (--positionUpdatesOutstanding > 0) return;
     const bool failed = positionFailed;
     positionFailed = false;
-    if (failed || positionFrames.size() != playback.size()) return;
+    if (failed) return;
     for (std::size_t i = 0; i < playback.size(); ++i) {
         const pa_timing_info* timing = pa_stream_get_timing_info(playback[i]);
         if (timing == nullptr || timing->read_index_corrupt != 0 ||

@@ -44,7 +44,6 @@ struct PulseAudioHardware::Aggregate {
     std::vector<AudioBuffer> outputBuffers;
     std::vector<void*> writeAreas;
     std::unique_ptr<LatencyTrimmer> trimmer;
-    uint64_t prefillFrames = 0;  // silence each output starts with
     std::size_t framesSincePositions = 0;
     int positionUpdatesOutstanding = 0;
     bool positionFailed = false;
