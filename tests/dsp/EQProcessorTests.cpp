@@ -112,18 +112,6 @@ TEST(EQProcessorTest, SetGainsPadsTruncatesAndClamps) {
     EXPECT_NE(block, noisy);
 }
 
-TEST(EQProcessorTest, PresetsRoundTripByRawValue) {
-    for (const Preset preset : EQProcessor::allPresets)
-        EXPECT_EQ(EQProcessor::preset(EQProcessor::rawValue(preset)), preset);
-    EXPECT_EQ(EQProcessor::rawValue(Preset::bass), "bass");
-    EXPECT_EQ(EQProcessor::title(Preset::bass), "Bass");
-    EXPECT_EQ(EQProcessor::symbolName(Preset::movie), "film.fill");
-    EXPECT_EQ(EQProcessor::gains(Preset::bass)[0], 10.0f);
-    EXPECT_EQ(EQProcessor::preset("loudness"), std::nullopt);
-    EXPECT_EQ(EQProcessor::preset("Bass"), std::nullopt);
-    EXPECT_EQ(EQProcessor::preset(""), std::nullopt);
-}
-
 TEST(ResponseCurveTest, SingleBandPeaksAtItsFrequency) {
     const std::vector<float> oneK{0, 0, 6, 0, 0, 0};
     const auto curve = EQProcessor::responseCurveDB(oneK, 48000.0f, 64);
