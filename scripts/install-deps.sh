@@ -8,9 +8,14 @@ packages=(
     libsndfile1-dev
     qt6-base-dev nlohmann-json3-dev libpulse-dev
     pulseaudio pulseaudio-utils
+    pipewire pipewire-pulse wireplumber dbus-daemon
+    locales
     libgtest-dev libgmock-dev libbenchmark-dev
     sox jq
 )
+
+# The tests run Sorix under a comma-decimal locale as well.
+test_locale=de_DE.UTF-8
 
 missing=()
 for package in "${packages[@]}"; do
@@ -18,11 +23,14 @@ for package in "${packages[@]}"; do
         missing+=("$package")
     fi
 done
-[ ${#missing[@]} -eq 0 ] && exit 0
-
 sudo=()
 [ "$(id -u)" -eq 0 ] || sudo=(sudo)
-echo "Installing ${missing[*]} ..."
-"${sudo[@]}" apt-get update -qq
-DEBIAN_FRONTEND=noninteractive "${sudo[@]}" apt-get install -y -qq --no-install-recommends \
-    "${missing[@]}" >/dev/null
+if [ ${#missing[@]} -gt 0 ]; then
+    echo "Installing ${missing[*]} ..."
+    "${sudo[@]}" apt-get update -qq
+    DEBIAN_FRONTEND=noninteractive "${sudo[@]}" apt-get install -y -qq --no-install-recommends \
+        "${missing[@]}" >/dev/null
+fi
+if ! locale -a 2>/dev/null | grep -qix "${test_locale/UTF-8/utf8}"; then
+    "${sudo[@]}" localedef -i "${test_locale%%.*}" -f UTF-8 "$test_locale"
+fi
