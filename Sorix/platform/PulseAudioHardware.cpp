@@ -4,8 +4,10 @@
 #include <unistd.h>
 
 #include <algorithm>
+#include <charconv>
 #include <chrono>
 #include <cmath>
+#include <cstring>
 #include <thread>
 
 #include "PulsePipelineDetail.h"
@@ -37,6 +39,17 @@ class LoopLock {
 
 void dropOperation(pa_operation* operation) {
     if (operation != nullptr) pa_operation_unref(operation);
+}
+
+// A property holding a whole decimal number; none when absent or anything else.
+std::optional<uint64_t> unsignedProperty(const pa_proplist* list, const char* key) {
+    const char* text = pa_proplist_gets(list, key);
+    if (text == nullptr) return std::nullopt;
+    const char* const end = text + std::strlen(text);
+    uint64_t value = 0;
+    const auto [stop, error] = std::from_chars(text, end, value);
+    if (error != std::errc{} || stop != end || stop == text) return std::nullopt;
+    return value;
 }
 
 std::map<std::string, std::string> properties(const pa_proplist* list) {
@@ -292,10 +305,9 @@ PulseAudioHardware::Sink PulseAudioHardware::sinkFromInfo(const pa_sink_info* in
     sink.configuredLatencyMicroseconds = info->configured_latency;
     sink.channels = info->sample_spec.channels;
     sink.ownerModule = info->owner_module;
-    if (const char* owner = pa_proplist_gets(info->proplist, kTapOwnerProperty)) {
-        char* end = nullptr;
-        const long pid = std::strtol(owner, &end, 10);
-        if (end != owner && *end == '\0') sink.tapOwner = static_cast<int32_t>(pid);
+    if (const auto pid = unsignedProperty(info->proplist, kTapOwnerProperty)) {
+        sink.tapOwner = ProcessIdentity{static_cast<pid_t>(*pid),
+                                        unsignedProperty(info->proplist, kTapOwnerStartProperty)};
     }
     return sink;
 }
@@ -333,12 +345,9 @@ std::map<std::string, int64_t> portLatencyOffsetsOf(const pa_card_info* info) {
 }
 
 std::optional<int32_t> processIDOf(const pa_proplist* list) {
-    const char* text = pa_proplist_gets(list, PA_PROP_APPLICATION_PROCESS_ID);
-    if (text == nullptr) return std::nullopt;
-    char* end = nullptr;
-    const long pid = std::strtol(text, &end, 10);
-    if (end == text || *end != '\0') return std::nullopt;
-    return static_cast<int32_t>(pid);
+    const auto pid = unsignedProperty(list, PA_PROP_APPLICATION_PROCESS_ID);
+    if (!pid || *pid > static_cast<uint64_t>(INT32_MAX)) return std::nullopt;
+    return static_cast<int32_t>(*pid);
 }
 
 }  // namespace

@@ -10,6 +10,7 @@
 
 #include "AudioHardware.h"
 #include "MainQueue.h"
+#include "ProcessLiveness.h"
 
 struct pa_context;
 struct pa_mainloop_api;
@@ -94,7 +95,7 @@ class PulseAudioHardware : public AudioHardware {
         uint32_t latencyFrames = 0;  // configured latency plus the port's offset
         uint32_t channels = 2;
         uint32_t ownerModule = UINT32_MAX;
-        std::optional<int32_t> tapOwner;  // set on a Sorix tap: the pid that made it
+        std::optional<ProcessIdentity> tapOwner;  // set on a Sorix tap: the process that made it
     };
     struct Client {
         uint32_t index = 0;
@@ -116,6 +117,8 @@ class PulseAudioHardware : public AudioHardware {
         uint32_t rate = 48000;
         uint32_t channels = 2;
         bool keepAudible = false;
+        // Streams are moved onto the tap only once its recording runs (see startDevice).
+        bool capturing = false;
         std::vector<AudioObjectID> excludedProcesses;
         std::map<uint32_t, std::string> moved;          // sink input -> the sink it came from
         std::map<std::string, uint32_t> audibleCopies;  // original sink -> loopback module
@@ -170,6 +173,10 @@ class PulseAudioHardware : public AudioHardware {
     uint32_t loadModule(const std::string& name, const std::string& arguments);
     void unloadModule(uint32_t module, bool wait);
     void removeStaleTapsLocked();
+    // Main thread: until no tap of a gone owner is left in the mirror, or the timeout passes.
+    void waitForStaleTapsGone(double timeoutSeconds);
+    std::string freeTapSinkName() const;            // mirror lock held
+    void startCapture(AudioObjectID tapObject);     // main-loop and mirror locks held
     void captureSinkInput(const SinkInput& input);  // server thread, mirror lock held
     void keepAudibleOn(Tap& tap, const std::string& sinkName);
     Aggregate* aggregateByObject(AudioObjectID object) const;
@@ -191,6 +198,7 @@ class PulseAudioHardware : public AudioHardware {
     pa_time_event* reconnectTimer_ = nullptr;
     bool shuttingDown_ = false;
     int initialRequestsPending_ = 0;
+    const ProcessIdentity identity_ = currentProcessIdentity();
 
     mutable std::mutex mutex_;  // the mirror and the listener table
     bool connected_ = false;
@@ -205,7 +213,6 @@ class PulseAudioHardware : public AudioHardware {
     std::vector<Registration> listeners_;
     std::map<AudioObjectID, Tap> taps_;
     std::map<AudioObjectID, std::unique_ptr<Aggregate>> aggregates_;
-    uint32_t tapsMade_ = 0;
 };
 
 }  // namespace sorix

@@ -3,11 +3,7 @@
 // device is one record stream on the tap's monitor and one playback stream per chosen sink; the
 // IO procedure runs on the server thread for every chunk recorded, writing straight into the
 // playback streams' buffers.
-#include <signal.h>
-#include <unistd.h>
-
 #include <algorithm>
-#include <cerrno>
 #include <chrono>
 #include <string>
 #include <thread>
@@ -25,6 +21,9 @@ constexpr double kModuleTimeoutSeconds = 3.0;
 constexpr double kRecordFragmentSeconds = 0.005;
 constexpr double kPlaybackTargetSeconds = 0.020;
 constexpr double kPlaybackRequestSeconds = 0.005;
+// The playback streams' target length: only the yardstick of their queues (see queuedSeconds).
+// With early requests a sink's own latency follows the request size, not this.
+constexpr double kPlaybackHeadroomSeconds = 0.100;
 // What each output's queue is trimmed back to when it stays above it: the 20 ms above, less the
 // chunk that is about to be written.
 constexpr double kLowestQueueSeconds = 0.015;
@@ -48,32 +47,22 @@ void dropOperation(pa_operation* operation) {
     if (operation != nullptr) pa_operation_unref(operation);
 }
 
-// How much audio a playback stream holds ahead of its sink. libpulse's estimate follows the sink
-// smoothly between the server's counts, but only once the stream has played more than its sink
-// holds (a sink that was idle may not read it at all for a while), and it stops at zero, so it
-// cannot tell a stream that has run dry. There the server's last count decides: the queue it saw,
-// less what has played since. What the sink itself holds is the device's own delay, which the
-// engine evens out.
-double queuedSeconds(pa_stream* stream, const pa_timing_info& timing, std::size_t bytesPerSecond) {
-    const auto perSecond = static_cast<double>(bytesPerSecond);
-    const auto sinkUsec = static_cast<double>(timing.sink_usec);
-    pa_usec_t latency = 0;
-    if (static_cast<double>(timing.read_index) * 1e6 / perSecond > sinkUsec &&
-        pa_stream_get_latency(stream, &latency, nullptr) == 0 &&
-        static_cast<double>(latency) > sinkUsec)
-        return (static_cast<double>(latency) - sinkUsec) / 1e6;
-    const double counted = static_cast<double>(timing.write_index - timing.read_index) / perSecond;
-    const double played =
-        timing.playing != 0 ? static_cast<double>(pa_timeval_age(&timing.timestamp)) / 1e6 : 0.0;
-    return counted - played;
+// How much audio a playback stream holds ahead of its sink, from the server's requests: it asks
+// for what its sink has taken, so what was written and not yet asked for is still queued. Unlike
+// the timing reports, this holds on every server (PipeWire's PulseAudio server reports read
+// positions late and in steps of its graph's cycles, which once drained an output while the
+// reports still showed a queue), and it costs no request. It is exact while the queue stays
+// within the stream's target length, which is set well above what the pipeline keeps; beyond
+// it, it reads as the target length. A queue the sink has read past reads below zero.
+double queuedSeconds(pa_stream* stream, std::size_t targetBytes, std::size_t bytesPerSecond) {
+    const auto writable = static_cast<double>(pa_stream_writable_size(stream));
+    return (static_cast<double>(targetBytes) - writable) / static_cast<double>(bytesPerSecond);
 }
 
 uint32_t bytesFor(double seconds, uint32_t rate, uint32_t channels) {
     const auto frames = static_cast<uint32_t>(seconds * rate);
     return std::max<uint32_t>(frames, 1) * channels * static_cast<uint32_t>(sizeof(float));
 }
-
-bool processRuns(int32_t pid) { return ::kill(pid, 0) == 0 || errno != ESRCH; }
 
 void releaseStream(pa_stream*& stream) {
     if (stream == nullptr) return;
@@ -148,6 +137,29 @@ void PulseAudioHardware::removeStaleTapsLocked() {
         dropOperation(pa_context_unload_module(context_, module, nullptr, nullptr));
 }
 
+void PulseAudioHardware::waitForStaleTapsGone(double timeoutSeconds) {
+    const auto deadline = std::chrono::steady_clock::now() +
+                          std::chrono::milliseconds(static_cast<int>(timeoutSeconds * 1000));
+    const auto staleLeft = [this] {
+        std::lock_guard lock(mutex_);
+        return std::any_of(sinks_.begin(), sinks_.end(), [](const auto& entry) {
+            return entry.second.tapOwner && !processRuns(*entry.second.tapOwner);
+        });
+    };
+    while (staleLeft() && std::chrono::steady_clock::now() < deadline)
+        std::this_thread::sleep_for(std::chrono::milliseconds(5));
+}
+
+std::string PulseAudioHardware::freeTapSinkName() const {
+    const auto taken = [this](const std::string& name) {
+        return std::any_of(sinks_.begin(), sinks_.end(),
+                           [&](const auto& entry) { return entry.second.name == name; });
+    };
+    // Another Sorix that still runs keeps its tap; this one then takes a name of its own.
+    if (!taken(kTapSinkName)) return kTapSinkName;
+    return std::string(kTapSinkName) + "_" + std::to_string(identity_.pid);
+}
+
 // --- The tap ---
 
 OSStatus PulseAudioHardware::createProcessTap(const TapDescription& description,
@@ -155,6 +167,7 @@ OSStatus PulseAudioHardware::createProcessTap(const TapDescription& description,
     tapID = kAudioObjectUnknown;
     if (!isConnected()) return kAudioHardwareNotRunningError;
     removeStaleTaps();
+    waitForStaleTapsGone(kModuleTimeoutSeconds);
 
     Tap tap;
     {
@@ -163,28 +176,34 @@ OSStatus PulseAudioHardware::createProcessTap(const TapDescription& description,
             if (sink.name == defaultSinkName_ && sink.sampleRate > 0)
                 tap.rate = static_cast<uint32_t>(sink.sampleRate);
         }
-        tap.sinkName =
-            "sorix_tap_" + std::to_string(currentProcessID()) + "_" + std::to_string(++tapsMade_);
+        tap.sinkName = freeTapSinkName();
     }
     tap.uuid = description.uuid;
     tap.keepAudible = description.muteBehavior == TapDescription::MuteBehavior::unmuted;
     tap.excludedProcesses = description.excludedProcesses;
+    std::string owner = std::string(kTapOwnerProperty) + "=" + std::to_string(identity_.pid);
+    if (identity_.startTime)
+        owner +=
+            std::string(" ") + kTapOwnerStartProperty + "=" + std::to_string(*identity_.startTime);
     const std::string arguments =
         "sink_name=" + tap.sinkName + " rate=" + std::to_string(tap.rate) +
         " channels=2 format=float32le sink_properties=\"device.description='" + description.name +
-        "' device.class=abstract " + kTapOwnerProperty + "=" + std::to_string(currentProcessID()) +
-        "\"";
+        "' device.class=abstract " + owner + "\"";
     tap.module = loadModule("module-null-sink", arguments);
     if (tap.module == PA_INVALID_INDEX) return kAudioHardwareUnspecifiedError;
 
-    // The sink reaches the mirror through the subscription, a moment after the module loads.
+    // The sink reaches the mirror through the subscription, a moment after the module loads. It
+    // is known by its module: a tap of the same name may still be on its way out.
     const auto deadline = std::chrono::steady_clock::now() +
                           std::chrono::milliseconds(static_cast<int>(kModuleTimeoutSeconds * 1000));
     while (tap.sinkIndex == PA_INVALID_INDEX && std::chrono::steady_clock::now() < deadline) {
         {
             std::lock_guard lock(mutex_);
             for (const auto& [index, sink] : sinks_) {
-                if (sink.name == tap.sinkName) tap.sinkIndex = index;
+                if (sink.ownerModule == tap.module && sink.tapOwner) {
+                    tap.sinkIndex = index;
+                    tap.sinkName = sink.name;
+                }
             }
         }
         if (tap.sinkIndex == PA_INVALID_INDEX)
@@ -195,15 +214,19 @@ OSStatus PulseAudioHardware::createProcessTap(const TapDescription& description,
         return kAudioHardwareUnspecifiedError;
     }
 
-    LoopLock loop(loop_);
     std::lock_guard lock(mutex_);
     tap.object = nextObject_++;
     tapID = tap.object;
-    auto& stored = taps_[tap.object] = std::move(tap);
-    (void)stored;
+    taps_[tap.object] = std::move(tap);
+    return kAudioHardwareNoError;
+}
+
+void PulseAudioHardware::startCapture(AudioObjectID tapObject) {
+    const auto tap = taps_.find(tapObject);
+    if (tap == taps_.end() || tap->second.capturing) return;
+    tap->second.capturing = true;
     for (const auto& [index, input] : sinkInputs_)
         captureSinkInput(input);
-    return kAudioHardwareNoError;
 }
 
 void PulseAudioHardware::captureSinkInput(const SinkInput& input) {
@@ -212,7 +235,8 @@ void PulseAudioHardware::captureSinkInput(const SinkInput& input) {
     // own playback must never be captured again.
     if (input.client == PA_INVALID_INDEX || input.client == ownClientIndex_) return;
     for (auto& [object, tap] : taps_) {
-        if (tap.sinkIndex == PA_INVALID_INDEX || input.sink == tap.sinkIndex) continue;
+        if (!tap.capturing || tap.sinkIndex == PA_INVALID_INDEX || input.sink == tap.sinkIndex)
+            continue;
         const auto client = clients_.find(input.client);
         if (client != clients_.end() &&
             std::find(tap.excludedProcesses.begin(), tap.excludedProcesses.end(),
@@ -392,17 +416,17 @@ OSStatus PulseAudioHardware::createAggregateDevice(const AggregateDeviceDescript
         pa_stream_set_state_callback(stream, stateChanged, aggregate.get());
         pa_buffer_attr attributes{};
         attributes.maxlength = static_cast<uint32_t>(-1);
-        attributes.tlength = bytesFor(kPlaybackTargetSeconds, aggregate->rate, channels);
+        attributes.tlength = bytesFor(kPlaybackHeadroomSeconds, aggregate->rate, channels);
         attributes.minreq = bytesFor(kPlaybackRequestSeconds, aggregate->rate, channels);
         // Without prebuffering an output keeps playing on its sink's clock when a chunk comes
         // late: it plays silence, the late audio is lost rather than played late, and the
         // outputs stay where they were in step with each other. startDevice fills them first.
         attributes.prebuf = 0;
-        // The trimmer reads each output's queue before every chunk, without asking the server.
-        const auto timed = static_cast<pa_stream_flags_t>(flags | PA_STREAM_INTERPOLATE_TIMING |
-                                                          PA_STREAM_AUTO_TIMING_UPDATE);
-        if (pa_stream_connect_playback(stream, outputs[i].c_str(), &attributes, timed, nullptr,
-                                       nullptr) < 0) {
+        // Early requests keep each sink's own buffer at one request, whatever the target length.
+        const auto playbackFlags = static_cast<pa_stream_flags_t>(
+            PA_STREAM_EARLY_REQUESTS | PA_STREAM_DONT_MOVE | PA_STREAM_START_CORKED);
+        if (pa_stream_connect_playback(stream, outputs[i].c_str(), &attributes, playbackFlags,
+                                       nullptr, nullptr) < 0) {
             pa_proplist_free(properties);
             return cleanUp();
         }
@@ -505,13 +529,17 @@ OSStatus PulseAudioHardware::startDevice(AudioObjectID device, AudioDeviceIOProc
     if (procID == 0 || aggregate->procID != procID) return kAudioHardwareIllegalOperationError;
     if (!aggregate->alive()) return kAudioHardwareNotRunningError;
     aggregate->running = true;
-    // A null sink plans its blocks by the latency its listeners ask for, and a corked recording
-    // asks nothing: uncorked first, our recording makes the tap work in small blocks. The
-    // suspend and resume then restart the tap's clock, which may have planned seconds ahead.
+    // Our recording runs before any stream is moved onto the tap: a null sink plans its blocks by
+    // the latency its listeners ask for, and a corked recording asks nothing, so a stream moved
+    // in first would have the tap plan a long block ahead. Suspending the tap to reset its clock
+    // instead would break the links of the streams on it on PipeWire.
     corkAll(aggregate->record, {}, false);
-    const std::string& tapSink = aggregate->tapSink;
-    dropOperation(pa_context_suspend_sink_by_name(context_, tapSink.c_str(), 1, nullptr, nullptr));
-    dropOperation(pa_context_suspend_sink_by_name(context_, tapSink.c_str(), 0, nullptr, nullptr));
+    for (const auto& [object, tap] : taps_) {
+        if (tap.sinkName == aggregate->tapSink) {
+            startCapture(object);
+            break;
+        }
+    }
     // Every output starts from the same queue of silence, uncorked together, so they start in
     // step and each has its target's worth before the first chunk arrives.
     for (std::size_t i = 0; i < aggregate->playback.size(); ++i) {
@@ -563,12 +591,10 @@ void PulseAudioHardware::Aggregate::pump() {
 
 std::size_t PulseAudioHardware::Aggregate::render(const float* input, std::size_t frames) {
     for (std::size_t i = 0; i < playback.size(); ++i) {
-        const pa_timing_info* timing = pa_stream_get_timing_info(playback[i]);
-        if (timing == nullptr || timing->read_index_corrupt != 0 ||
-            timing->write_index_corrupt != 0)
-            continue;
-        trimmer->report(
-            i, queuedSeconds(playback[i], *timing, rate * playbackChannels[i] * sizeof(float)));
+        const pa_buffer_attr* attributes = pa_stream_get_buffer_attr(playback[i]);
+        if (attributes == nullptr) continue;
+        trimmer->report(i, queuedSeconds(playback[i], attributes->tlength,
+                                         rate * playbackChannels[i] * sizeof(float)));
     }
     // Each output's memory comes from its stream, so the render path writes in place.
     for (std::size_t i = 0; i < playback.size(); ++i) {

@@ -14,8 +14,13 @@
 // the PulseAudio layer.
 namespace sorix {
 
-// The sink property that marks a tap and names the process that made it.
+// The sink properties that mark a tap and name the process that made it: its pid and its start
+// time, so that a reused pid is not taken for the owner.
 inline constexpr const char* kTapOwnerProperty = "sorix.tap.owner_pid";
+inline constexpr const char* kTapOwnerStartProperty = "sorix.tap.owner_start";
+// The tap's sink name stays the same from start to start: a session manager that remembers where
+// each stream played then keeps one entry for it rather than one more at every start.
+inline constexpr const char* kTapSinkName = "sorix_tap";
 
 // One record stream on the tap's monitor and one playback stream per output. Everything the IO
 // path uses is allocated here, before the first chunk arrives.
