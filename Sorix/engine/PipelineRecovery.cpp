@@ -1,5 +1,4 @@
-#include <cstdio>
-
+#include "DecimalText.h"
 #include "TapEngine.h"
 
 // Keeping a pipeline alive: the delayed retry, the watchdog after each build, the meter that
@@ -15,11 +14,7 @@ constexpr int kSilentTicksBeforeRebuild = 5;
 // Building a pipeline makes its own outputs report changes; those echoes are not news.
 constexpr double kBuildEchoSeconds = 1.5;
 
-std::string peakText(float peak) {
-    char text[32];
-    std::snprintf(text, sizeof text, "%.4f", static_cast<double>(peak));
-    return text;
-}
+std::string peakText(float peak) { return fixedDecimal(static_cast<double>(peak), 4); }
 
 }  // namespace
 

@@ -1,5 +1,7 @@
 #include "Logger.h"
 
+#include <locale.h>
+
 #include <cstdarg>
 #include <cstdio>
 
@@ -7,7 +9,30 @@ namespace sorix {
 
 namespace {
 
+// The "C" locale for this thread while a line is formatted, the previous one again after. A
+// desktop process adopts the user's locale (Qt sets it at start-up), and a German or French one
+// would print "2,5" for 2.5: the log must read the same on every machine.
+class CLocaleScope {
+  public:
+    CLocaleScope() : previous_(cLocale() != locale_t{} ? ::uselocale(cLocale()) : locale_t{}) {}
+    ~CLocaleScope() {
+        if (previous_ != locale_t{}) ::uselocale(previous_);
+    }
+    CLocaleScope(const CLocaleScope&) = delete;
+    CLocaleScope& operator=(const CLocaleScope&) = delete;
+
+  private:
+    // Made once and kept for the life of the process; every thread may use it.
+    static locale_t cLocale() {
+        static const locale_t locale = ::newlocale(LC_ALL_MASK, "C", locale_t{});
+        return locale;
+    }
+
+    locale_t previous_;
+};
+
 std::string formatArguments(const char* format, std::va_list args) {
+    const CLocaleScope inCLocale;
     std::string plain = plainPrintfFormat(format);
     std::va_list measuring;
     va_copy(measuring, args);

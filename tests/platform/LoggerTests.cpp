@@ -3,6 +3,7 @@
 #include <cstdio>
 #include <string>
 
+#include "CommaDecimalLocale.h"
 #include "Logger.h"
 
 namespace sorix {
@@ -15,6 +16,26 @@ TEST(LoggerTest, PrivacyMarkersAreDroppedAndTheRestFormatsAsPrintf) {
     EXPECT_EQ(formatLogMessage("%{public}.1f,%{private}s", 3.25, "x"), "3.2,x");
     EXPECT_EQ(formatLogMessage("%%{public}s stays literal"), "%{public}s stays literal");
     EXPECT_EQ(formatLogMessage("no placeholders"), "no placeholders");
+}
+
+TEST(LoggerTest, NumbersReadTheSameUnderACommaDecimalLocale) {
+    const testing::CommaDecimalLocale german;
+    SKIP_WITHOUT_COMMA_DECIMAL_LOCALE(german);
+    char plain[32];
+    std::snprintf(plain, sizeof plain, "%.1f", 2.5);
+    ASSERT_STREQ(plain, "2,5") << "the locale is in effect";
+
+    auto sink = std::make_shared<RecordingLogSink>();
+    const Logger logger("TapEngine", sink);
+    logger.log("boost %{public}fx", 2.0);
+    logger.error("retry in %{public}.1fs, peak %.4f", 1.25, -0.5);
+    EXPECT_EQ(sink->messages(),
+              (std::vector<std::string>{"boost 2.000000x", "retry in 1.2s, peak -0.5000"}));
+    EXPECT_EQ(formatLogMessage("%g", 1e-7), "1e-07");
+
+    // The thread is back in the user's locale afterwards.
+    std::snprintf(plain, sizeof plain, "%.1f", 2.5);
+    EXPECT_STREQ(plain, "2,5");
 }
 
 TEST(LoggerTest, LinesCarryLevelCategoryAndStringArguments) {
