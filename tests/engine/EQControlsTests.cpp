@@ -1,5 +1,8 @@
 #include <gtest/gtest.h>
 
+#include <limits>
+
+#include "CommaDecimalLocale.h"
 #include "EQControls.h"
 
 namespace sorix {
@@ -40,8 +43,37 @@ TEST(EQControlsTest, StoredSettingsReadBackForgivingly) {
     const Gains written = {4, 2, -2, 1, 3, 5.5f};
     EXPECT_EQ(parseCustomEQGains(formatCustomEQGains(written)), written);
 
+    // Hand-edited lists: blanks around a piece and a leading '+' are fine, nothing else is.
+    EXPECT_EQ(parseCustomEQGains(" 3 , +2.5,\t-1\t, 0.5 "), (Gains{3, 2.5f, -1, 0.5f, 0, 0}));
+    EXPECT_EQ(parseCustomEQGains("1, ,\t,2"), (Gains{1, 2, 0, 0, 0, 0})) << "blank is empty";
+    EXPECT_EQ(parseCustomEQGains("+-3,++3,+,3 5,0x10,3dB,2"), (Gains{0, 0, 0, 0, 0, 0}));
+    EXPECT_EQ(parseCustomEQGains("1e1,.5,-.5,5.,2"), (Gains{10, 0.5f, -0.5f, 5, 2, 0}));
+
     EXPECT_EQ(storedPreset("movie"), EQProcessor::Preset::movie);
     EXPECT_EQ(storedPreset("loudness"), EQProcessor::Preset::flat);
+}
+
+TEST(EQControlsTest, PiecesThatAreNotFiniteNumbersCountAsFlat) {
+    EXPECT_EQ(parseCustomEQGains("nan,0,6.5,0,0,0"), (Gains{0, 0, 6.5f, 0, 0, 0}));
+    EXPECT_EQ(parseCustomEQGains("inf,-inf,NaN,infinity,-nan,4"), (Gains{0, 0, 0, 0, 0, 4}));
+    // Beyond a float's range: the first would round to infinity, the second is out of range.
+    EXPECT_EQ(parseCustomEQGains("3.5e38,1e999,-1e999,3.4e38"), (Gains{0, 0, 0, 3.4e38f, 0, 0}));
+}
+
+TEST(EQControlsTest, StoredGainsReadAndWriteTheSameUnderACommaDecimalLocale) {
+    const testing::CommaDecimalLocale german;
+    SKIP_WITHOUT_COMMA_DECIMAL_LOCALE(german);
+    EXPECT_EQ(parseCustomEQGains("3.5,0,0,0,0,-2"), (Gains{3.5f, 0, 0, 0, 0, -2}));
+    EXPECT_EQ(parseCustomEQGains("3,5,0"), (Gains{3, 5, 0, 0, 0, 0})) << "',' only separates";
+    const std::vector<float> gains = {3, 0, -1.5f, 0.25f, -0.04f, 11.96f};
+    EXPECT_EQ(formatCustomEQGains(gains), "3.0,0.0,-1.5,0.2,-0.0,12.0");
+
+    auto sink = std::make_shared<RecordingLogSink>();
+    EQProcessor eq;
+    setEQGains(eq, Logger("TapEngine", sink), parseCustomEQGains("3.5,0,0,0,0,-2"));
+    EXPECT_EQ(sink->messages(),
+              std::vector<std::string>{"EQ custom gains -> 3.5,0.0,0.0,0.0,0.0,-2.0"});
+    EXPECT_EQ(eq.gainsDB, (Gains{3.5f, 0, 0, 0, 0, -2}));
 }
 
 }  // namespace
