@@ -88,6 +88,9 @@ void JsonSettingsStore::load() {
     if (!in) return keepAside("it cannot be read");
     std::ostringstream text;
     text << in.rdbuf();
+    // The parser reads numbers the same in every locale and refuses one beyond a double's range
+    // ("1e999") as a parse error, so such a document is set aside like any other broken one: no
+    // infinity ever comes from disk.
     Value document = Value::parse(text.str(), nullptr, /*allow_exceptions=*/false);
     if (document.is_discarded() || !document.is_object()) {
         return keepAside("it is not a settings document");

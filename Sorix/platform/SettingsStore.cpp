@@ -10,10 +10,17 @@ std::optional<bool> SettingsStore::boolean(std::string_view key) const {
     return value->get<bool>();
 }
 
+std::optional<double> SettingsStore::finiteNumber(const Value& value) {
+    if (!value.is_number()) return std::nullopt;
+    const auto number = value.get<double>();
+    if (!std::isfinite(number)) return std::nullopt;
+    return number;
+}
+
 std::optional<double> SettingsStore::number(std::string_view key) const {
     const auto value = object(key);
-    if (!value || !value->is_number()) return std::nullopt;
-    return value->get<double>();
+    if (!value) return std::nullopt;
+    return finiteNumber(*value);
 }
 
 std::optional<std::string> SettingsStore::string(std::string_view key) const {

@@ -22,8 +22,15 @@ class SettingsStore {
     virtual void setObject(std::string_view key, Value value) = 0;
     virtual void removeObject(std::string_view key) = 0;
 
+    // A value as a number the engine can use. A non-finite one reads as absent, like a value of
+    // another type, so that an infinity or a NaN never gets past a reader's fallback. The file
+    // cannot hold one (the JSON parser refuses 1e999, and infinity and NaN are written as null),
+    // but a value set in memory can.
+    static std::optional<double> finiteNumber(const Value& value);
+
     bool has(std::string_view key) const { return object(key).has_value(); }
     std::optional<bool> boolean(std::string_view key) const;
+    // Absent unless finite (see finiteNumber).
     std::optional<double> number(std::string_view key) const;
     std::optional<std::string> string(std::string_view key) const;
     // Absent unless every element is a string.

@@ -7,10 +7,12 @@
 #include <cstdlib>
 #include <filesystem>
 #include <fstream>
+#include <limits>
 #include <optional>
 #include <set>
 #include <string>
 
+#include "CommaDecimalLocale.h"
 #include "JsonSettingsStore.h"
 #include "SettingsKeys.h"
 
@@ -81,8 +83,48 @@ TEST_F(SettingsStoreTest, AValueOfAnotherTypeReadsAsAbsent) {
     EXPECT_EQ(store.stringArray(SettingsKeys::outputDeviceUID), std::nullopt);
 }
 
+TEST_F(SettingsStoreTest, OnlyFiniteNumbersAreReadAsNumbers) {
+    MemorySettingsStore store;
+    const double nan = std::numeric_limits<double>::quiet_NaN();
+    const double inf = std::numeric_limits<double>::infinity();
+    for (const double bad : {nan, inf, -inf}) {
+        store.setDouble(SettingsKeys::volumeBoost, bad);
+        EXPECT_EQ(store.number(SettingsKeys::volumeBoost), std::nullopt) << bad;
+        EXPECT_EQ(store.doubleForKey(SettingsKeys::volumeBoost), 0.0) << bad;
+        EXPECT_EQ(SettingsStore::finiteNumber(bad), std::nullopt) << bad;
+    }
+    EXPECT_EQ(SettingsStore::finiteNumber(1e300), 1e300);
+    EXPECT_EQ(SettingsStore::finiteNumber(-3), -3.0);
+    EXPECT_EQ(SettingsStore::finiteNumber(std::numeric_limits<double>::max()),
+              std::numeric_limits<double>::max());
+    EXPECT_EQ(SettingsStore::finiteNumber("2.5"), std::nullopt);
+}
+
+TEST_F(SettingsStoreTest, TheFileReadsAndWritesTheSameUnderACommaDecimalLocale) {
+    const testing::CommaDecimalLocale german;
+    SKIP_WITHOUT_COMMA_DECIMAL_LOCALE(german);
+    writeFile(R"({"volumeBoost": 2.5, "outputDelays": {"dac": 12.75}})");
+    {
+        JsonSettingsStore store(file_);
+        EXPECT_EQ(store.number(SettingsKeys::volumeBoost), 2.5);
+        EXPECT_EQ(store.dictionary(SettingsKeys::outputDelays)->at("dac"), 12.75);
+        store.setDouble(SettingsKeys::volumeBoost, 4.8);
+        store.setDouble(SettingsKeys::safeMode, std::numeric_limits<double>::infinity());
+    }
+    std::ifstream in(file_);
+    const std::string text(std::istreambuf_iterator<char>(in), {});
+    EXPECT_NE(text.find("\"volumeBoost\": 4.8"), std::string::npos) << text;
+    const JsonSettingsStore reread(file_);
+    EXPECT_EQ(reread.number(SettingsKeys::volumeBoost), 4.8);
+    EXPECT_TRUE(reread.has(SettingsKeys::safeMode)) << "an infinity is written as null";
+    EXPECT_EQ(reread.number(SettingsKeys::safeMode), std::nullopt);
+}
+
 TEST_F(SettingsStoreTest, ABrokenFileIsKeptAsideAndTheDefaultsApply) {
-    for (const std::string broken : {"{\"volumeBoost\": 2.0,", "[1, 2, 3]", "\x01\x02garbage"}) {
+    // A number beyond a double's range is refused by the parser like any other slip.
+    for (const std::string broken :
+         {"{\"volumeBoost\": 2.0,", "[1, 2, 3]", "\x01\x02garbage", "{\"volumeBoost\": 1e999}",
+          "{\"outputDelays\": {\"a\": -1e999}}"}) {
         writeFile(broken);
         std::vector<std::string> problems;
         JsonSettingsStore store(file_,
