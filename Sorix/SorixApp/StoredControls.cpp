@@ -10,22 +10,25 @@ namespace sorix {
 
 namespace {
 
-constexpr float kMinimumBoost = 1.0f;
-constexpr float kMaximumBoost = 8.0f;
 constexpr float kSafeModeCap = 2.0f;
 
 }  // namespace
 
 float launchBoost(const SettingsStore& settings) {
-    const double stored = settings.doubleForKey(SettingsKeys::volumeBoost);
-    const float boost = stored <= 1.0 ? 1.0f : static_cast<float>(stored);
-    return std::max(std::min(boost, kMaximumBoost), kMinimumBoost);
+    // The store reads a non-finite number as absent; a finite one beyond a float's range must be
+    // held in double before it is narrowed.
+    const double stored =
+        settings.number(SettingsKeys::volumeBoost).value_or(SettingsKeys::volumeBoostDefault);
+    const double held = std::clamp(stored, static_cast<double>(LoudnessProcessor::minBoost),
+                                   static_cast<double>(LoudnessProcessor::maxBoost));
+    return LoudnessProcessor::validBoost(static_cast<float>(held));
 }
 
 float safeModeCapped(float boost, const SettingsStore& settings) {
     const bool safeMode =
         settings.boolean(SettingsKeys::safeMode).value_or(SettingsKeys::safeModeDefault);
-    return safeMode ? std::min(boost, kSafeModeCap) : boost;
+    const float valid = LoudnessProcessor::validBoost(boost);
+    return safeMode ? std::min(valid, kSafeModeCap) : valid;
 }
 
 void applyStoredEqualiser(TapEngine& engine, const SettingsStore& settings) {

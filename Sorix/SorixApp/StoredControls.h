@@ -7,12 +7,13 @@ namespace sorix {
 
 // What the stored panel keys mean for the engine when Sorix starts.
 
-// The boost the launch applies: the stored factor, 1.0 when absent or at most 1.0, at most 8.0.
-// Safe Mode is not looked at here; its writers keep the stored value within its cap.
+// The boost the launch applies: the stored factor, 1.0 when absent (or not a finite number) or
+// at most 1.0, at most 8.0. Safe Mode is not looked at here; its writers keep the stored value
+// within its cap.
 float launchBoost(const SettingsStore& settings);
 
-// The boost capped at 2.0 while Safe Mode is on (as it is when never set), as the panel applies
-// it whenever it appears.
+// The boost held to 1.0..8.0 (NaN as 1.0) and capped at 2.0 while Safe Mode is on (as it is when
+// never set), as the panel applies it whenever it appears.
 float safeModeCapped(float boost, const SettingsStore& settings);
 
 // Hands the stored equaliser to the engine: the stored preset, or the user's own gains when the

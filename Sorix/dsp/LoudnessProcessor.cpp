@@ -4,6 +4,7 @@
 #include <cmath>
 
 #include "FastTanh.h"
+#include "SafeNumber.h"
 
 namespace sorix {
 
@@ -89,6 +90,10 @@ SORIX_LANES_INLINE void applyStereo(float* frames, int64_t count, const float* g
 
 LoudnessProcessor::LoudnessProcessor() : envelope_(std::make_unique<float>(0.0f)) {}
 
+float LoudnessProcessor::validBoost(float factor) noexcept {
+    return clampedOr(factor, 1.0f, minBoost, maxBoost);
+}
+
 float LoudnessProcessor::attackCoefficient(double sampleRate) {
     return smoothingCoefficient(sampleRate, 0.001);
 }
@@ -105,7 +110,9 @@ void LoudnessProcessor::setSampleRate(double sampleRate) {
 SORIX_RENDER_CLONES void LoudnessProcessor::process(float* buffer, int64_t channels,
                                                     int64_t frames) noexcept {
     const float gainIn = boost;
-    if (gainIn == 1.0f) return;
+    // x - x is 0 exactly when x is finite. A NaN or infinite factor would leave a NaN in the
+    // envelope, which lives as long as the processor.
+    if (gainIn == 1.0f || gainIn - gainIn != 0.0f) return;
 
     const float attack = attackCoeff;
     const float release = releaseCoeff;

@@ -16,13 +16,22 @@ class LoudnessProcessor {
     static constexpr float kneeStart = 0.6f;
     static constexpr float ceiling = 0.97f;
     static constexpr float kneeWidth = ceiling - kneeStart;
+    static constexpr float minBoost = 1.0f;
+    static constexpr float maxBoost = 8.0f;
 
-    // Written by the main thread while blocks render; the processor itself never clamps.
+    // Written by the main thread while blocks render; controls go through setBoost. A block
+    // boosts by whatever factor it finds here, except one that is not finite: that leaves the
+    // block alone rather than wreck the envelope, which outlives the block.
     RelaxedAtomic<float> boost{1.0f};
     RelaxedAtomic<float> attackCoeff{0.97938216f};
     RelaxedAtomic<float> releaseCoeff{0.99973965f};
 
     LoudnessProcessor();
+
+    // A boost as a control may ask for it: within minBoost..maxBoost, NaN as 1 (no boost).
+    static float validBoost(float factor) noexcept;
+    // Sets the boost to validBoost(factor), from the next block on.
+    void setBoost(float factor) noexcept { boost = validBoost(factor); }
 
     // A 1 ms attack and an 80 ms release at the tap's sample rate.
     static float attackCoefficient(double sampleRate);

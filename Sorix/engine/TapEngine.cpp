@@ -21,15 +21,16 @@ const char* caseName(TapEngine::State::Case kind) {
     return "unknown";
 }
 
-// Numbers of a stored dictionary, each converted; values of other kinds are dropped.
-template <typename Number>
-std::map<std::string, Number> numberDictionary(const SettingsStore& settings,
-                                               std::string_view key) {
-    std::map<std::string, Number> result;
+// The numbers of a stored dictionary, each held to its range by `valid`. Values of other kinds
+// and non-finite ones are dropped, so the entry's default applies.
+template <typename Valid>
+auto numberDictionary(const SettingsStore& settings, std::string_view key, Valid valid) {
+    std::map<std::string, decltype(valid(0.0))> result;
     const auto stored = settings.dictionary(key);
     if (!stored) return result;
     for (const auto& [uid, value] : *stored) {
-        if (value.is_number()) result.emplace(uid, value.template get<Number>());
+        if (const auto number = SettingsStore::finiteNumber(value))
+            result.emplace(uid, valid(*number));
     }
     return result;
 }
@@ -73,8 +74,8 @@ void TapEngine::loadSettings() {
                         ? settings_.boolForKey(SettingsKeys::volumesLinked)
                         : SettingsKeys::volumesLinkedDefault;
     selectedOutputUIDs = loadOutputSelection(settings_);
-    outputVolumes = numberDictionary<float>(settings_, SettingsKeys::outputVolumes);
-    deviceDelaysMs = numberDictionary<double>(settings_, SettingsKeys::outputDelays);
+    outputVolumes = numberDictionary(settings_, SettingsKeys::outputVolumes, validVolume);
+    deviceDelaysMs = numberDictionary(settings_, SettingsKeys::outputDelays, validDelayMs);
 }
 
 void TapEngine::setState(State newState) {

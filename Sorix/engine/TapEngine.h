@@ -172,12 +172,16 @@ class TapEngine : public std::enable_shared_from_this<TapEngine> {
     void handleExternalVolumeChange(const std::string& uid, AudioObjectID device);
     static std::optional<float> hardwareVolume(const AudioHardware& hardware, AudioObjectID device);
     static bool setHardwareVolume(AudioHardware& hardware, AudioObjectID device, float value);
+    // A volume as the engine applies it, whoever asks: within 0..1, NaN as full volume.
+    static float validVolume(double volume);
 
     // Output delays and the sync worked out from reported latencies
     // (Sorix/outputs/OutputDelays.cpp).
     void setOutputDelay(const std::string& uid, double milliseconds);
     void recomputeReportedSync();
     static double reportedLatencySeconds(const AudioHardware& hardware, AudioObjectID device);
+    // A manual delay as the engine applies it: within 0..1500 ms, NaN as none.
+    static double validDelayMs(double milliseconds);
 
     // Equaliser (EngineEQ.cpp).
     void setEQPreset(EQProcessor::Preset preset);

@@ -1,6 +1,7 @@
 #include <algorithm>
 
 #include "DelayFrames.h"
+#include "SafeNumber.h"
 #include "SettingsKeys.h"
 #include "TapEngine.h"
 
@@ -23,8 +24,12 @@ uint32_t outputFrames(const AudioHardware& hardware, AudioObjectID object, uint3
 
 }  // namespace
 
+double TapEngine::validDelayMs(double milliseconds) {
+    return clampedOr(milliseconds, 0.0, 0.0, kLongestManualDelayMs);
+}
+
 void TapEngine::setOutputDelay(const std::string& uid, double milliseconds) {
-    const double clamped = std::clamp(milliseconds, 0.0, kLongestManualDelayMs);
+    const double clamped = validDelayMs(milliseconds);
     auto delays = deviceDelaysMs.get();
     delays[uid] = clamped;
     deviceDelaysMs = delays;

@@ -1,6 +1,7 @@
 #include <algorithm>
 #include <cmath>
 
+#include "SafeNumber.h"
 #include "SettingsKeys.h"
 #include "SorixError.h"
 #include "TapEngine.h"
@@ -16,7 +17,7 @@ constexpr double kOwnWriteEchoSeconds = 0.25;
 // Steps smaller than this are rounding noise, not a user's move.
 constexpr float kLinkThreshold = 0.0005f;
 
-float clampVolume(float volume) { return std::clamp(volume, 0.0f, 1.0f); }
+float clampVolume(float volume) { return TapEngine::validVolume(static_cast<double>(volume)); }
 
 float entryOr(const std::map<std::string, float>& map, const std::string& uid, float fallback) {
     const auto found = map.find(uid);
@@ -24,6 +25,10 @@ float entryOr(const std::map<std::string, float>& map, const std::string& uid, f
 }
 
 }  // namespace
+
+float TapEngine::validVolume(double volume) {
+    return static_cast<float>(clampedOr(volume, 1.0, 0.0, 1.0));
+}
 
 std::optional<float> TapEngine::hardwareVolume(const AudioHardware& hardware,
                                                AudioObjectID device) {

@@ -2,6 +2,7 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <limits>
 #include <memory>
 #include <string>
 #include <vector>
@@ -23,15 +24,47 @@ TEST(LaunchBoostTest, StoredFactorIsTakenWithinOneToEightWhateverWasStored) {
         SettingsStore::Value value;
         float expected;
     };
+    const double inf = std::numeric_limits<double>::infinity();
     const std::vector<Stored> table = {
         {nullptr, 1.0f},  // absent
-        {0.5, 1.0f},     {1.0, 1.0f},  {3.55, 3.55f}, {8.0, 8.0f},
-        {9.0, 8.0f},     {-4.0, 1.0f}, {"4", 1.0f},  // another type reads as absent
+        {0.5, 1.0f},
+        {1.0, 1.0f},
+        {3.55, 3.55f},
+        {8.0, 8.0f},
+        {9.0, 8.0f},
+        {-4.0, 1.0f},
+        {"4", 1.0f},    // another type reads as absent
+        {1e300, 8.0f},  // finite, but no float
+        // Not finite: absent, so no boost rather than the most.
+        {std::numeric_limits<double>::quiet_NaN(), 1.0f},
+        {inf, 1.0f},
+        {-inf, 1.0f},
     };
     for (const Stored& stored : table) {
         MemorySettingsStore settings;
         if (!stored.value.is_null()) settings.setObject(Keys::volumeBoost, stored.value);
         EXPECT_FLOAT_EQ(launchBoost(settings), stored.expected) << stored.value.dump();
+    }
+}
+
+TEST(SafeModeCapTest, HoldsAnyBoostToOneToEightAndCapsItAtTwoInSafeMode) {
+    MemorySettingsStore safe;  // Safe Mode is on when never set
+    MemorySettingsStore unsafe;
+    unsafe.setBool(Keys::safeMode, false);
+    const float nan = std::numeric_limits<float>::quiet_NaN();
+    const float inf = std::numeric_limits<float>::infinity();
+    struct Case {
+        float boost, safe, unsafe;
+    };
+    for (const Case& c : std::vector<Case>{{nan, 1, 1},
+                                           {inf, 2, 8},
+                                           {-inf, 1, 1},
+                                           {0.99f, 1, 1},
+                                           {2.01f, 2, 2.01f},
+                                           {1.99f, 1.99f, 1.99f},
+                                           {8.01f, 2, 8}}) {
+        EXPECT_EQ(safeModeCapped(c.boost, safe), c.safe) << c.boost;
+        EXPECT_EQ(safeModeCapped(c.boost, unsafe), c.unsafe) << c.boost;
     }
 }
 

@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <bit>
 #include <cmath>
+#include <limits>
 #include <numbers>
 #include <vector>
 
@@ -129,6 +130,37 @@ TEST(LoudnessProcessorTest, EmptyBlocksAndUnityBoostLeaveEverythingAlone) {
     limiter.process(hot.data(), 2, 3);
     EXPECT_EQ(hot, before);
     EXPECT_EQ(limiter.envelopeValue(), envelope);
+}
+
+TEST(LoudnessProcessorTest, SetBoostHoldsAnyFactorToOneToEight) {
+    const float nan = std::numeric_limits<float>::quiet_NaN();
+    const float inf = std::numeric_limits<float>::infinity();
+    LoudnessProcessor limiter;
+    const std::vector<std::pair<float, float>> cases = {
+        {nan, 1.0f}, {inf, 8.0f}, {-inf, 1.0f}, {0.99f, 1.0f}, {8.01f, 8.0f}, {7.99f, 7.99f}};
+    for (const auto& [asked, applied] : cases) {
+        limiter.setBoost(5.0f);
+        limiter.setBoost(asked);
+        EXPECT_EQ(limiter.boost.load(), applied) << asked;
+    }
+}
+
+TEST(LoudnessProcessorTest, ABoostThatIsNotFiniteLeavesBlocksAndEnvelopeAlone) {
+    LoudnessProcessor limiter;
+    for (const float bad :
+         {std::numeric_limits<float>::quiet_NaN(), std::numeric_limits<float>::infinity(),
+          -std::numeric_limits<float>::infinity()}) {
+        limiter.boost = bad;
+        std::vector<float> block = sine(2, 480, 0.9f);
+        const std::vector<float> before = block;
+        limiter.process(block.data(), 2, 480);
+        EXPECT_EQ(block, before) << bad;
+        EXPECT_EQ(limiter.envelopeValue(), 0.0f) << bad;
+    }
+    limiter.boost = 4.0f;
+    std::vector<float> block = sine(2, 480, 0.9f);
+    limiter.process(block.data(), 2, 480);
+    EXPECT_GT(limiter.envelopeValue(), 0.6f) << "a good boost afterwards limits as ever";
 }
 
 }  // namespace

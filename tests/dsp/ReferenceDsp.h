@@ -22,7 +22,7 @@ struct Limiter {
 
     void process(float* buf, int64_t channels, int64_t frames, float boost, float attack,
                  float release) {
-        if (boost == 1.0f) return;
+        if (boost == 1.0f || !std::isfinite(boost)) return;
         for (int64_t n = 0; n < frames; ++n) {
             float* frame = buf + n * channels;
             float peak = 0.0f;

@@ -1,3 +1,5 @@
+#include <limits>
+
 #include "EngineFixture.h"
 #include "SettingsKeys.h"
 
@@ -103,6 +105,48 @@ TEST_F(OutputLevelsTest, ManualDelaysAreClampedStoredAndWrittenOnTopOfTheAutomat
     engine->setOutputDelay("absent", 20);
     EXPECT_EQ(settings.object(SettingsKeys::outputDelays),
               SettingsStore::Value({{"dac", 0.0}, {"absent", 20.0}}));
+}
+
+TEST_F(OutputLevelsTest, VolumesAndDelaysThatAreNotNumbersGetTheirDefaultsAndInfinitiesTheEnds) {
+    const double nan = std::numeric_limits<double>::quiet_NaN();
+    const double inf = std::numeric_limits<double>::infinity();
+    hardware.addDevice({.uid = "plain", .name = "Plain", .volume = std::nullopt});
+    settings.setStringArray(SettingsKeys::outputDeviceUIDs, {"dac", "plain"});
+    auto engine = startedEngine();
+    const struct {
+        double asked;
+        float volume;
+        double delay;
+    } cases[] = {{nan, 1.0f, 0.0}, {inf, 1.0f, 1500.0}, {-inf, 0.0f, 0.0}};
+    for (const auto& c : cases) {
+        engine->setOutputVolume("plain", 0.5f, false);
+        engine->setOutputVolume("plain", static_cast<float>(c.asked), false);
+        EXPECT_EQ(engine->outputGains[1].load(), c.volume) << c.asked;
+        EXPECT_EQ(engine->outputVolumes->at("plain"), c.volume) << c.asked;
+        engine->setOutputVolume("dac", 0.5f, false);
+        engine->setOutputVolume("dac", static_cast<float>(c.asked), false);
+        EXPECT_EQ(hardwareVolumeOf(dac), c.volume) << c.asked;
+
+        engine->setOutputDelay("dac", 10);
+        engine->setOutputDelay("dac", c.asked);
+        EXPECT_EQ(engine->deviceDelaysMs->at("dac"), c.delay) << c.asked;
+        EXPECT_EQ(engine->outputDelays[0].load(), static_cast<uint32_t>(c.delay * 48)) << c.asked;
+    }
+}
+
+TEST_F(OutputLevelsTest, StoredVolumesAndDelaysAreHeldToTheirRanges) {
+    const double nan = std::numeric_limits<double>::quiet_NaN();
+    settings.setObject(
+        SettingsKeys::outputVolumes,
+        {{"a", nan}, {"b", 1e300}, {"c", -0.5}, {"d", "x"}, {"e", 0.25}, {"f", 1.001}});
+    settings.setObject(SettingsKeys::outputDelays,
+                       {{"a", nan}, {"b", 1e300}, {"c", -3.0}, {"d", 1500.5}, {"e", 12.5}});
+    auto engine = makeEngine();
+    EXPECT_EQ(engine->outputVolumes.get(),
+              (std::map<std::string, float>{{"b", 1.0f}, {"c", 0.0f}, {"e", 0.25f}, {"f", 1.0f}}));
+    EXPECT_EQ(
+        engine->deviceDelaysMs.get(),
+        (std::map<std::string, double>{{"b", 1500.0}, {"c", 0.0}, {"d", 1500.0}, {"e", 12.5}}));
 }
 
 TEST_F(OutputLevelsTest, ReportedLatenciesHoldTheEarlierOutputsBack) {
