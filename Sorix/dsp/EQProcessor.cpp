@@ -2,8 +2,10 @@
 
 #include <algorithm>
 #include <cmath>
+#include <limits>
 
 #include "FastTanh.h"
+#include "SafeNumber.h"
 
 namespace sorix {
 
@@ -31,8 +33,9 @@ SORIX_LANES_INLINE Float4 biquadStep(const CoefficientLanes& k, MemoryLanes& m, 
 constexpr float kSoftClipKnee = 0.92f;
 constexpr float kSoftClipRange = 1.0f - kSoftClipKnee;
 
-// Values up to 0.92 pass; above, the magnitude bends towards 1.0 and never exceeds it. Eight
-// lanes at a time, with one value in lane 0 for the tail: every lane does the same operations.
+// Values up to 0.92 pass; above, the magnitude bends towards 1.0 and never exceeds it. A value
+// that is not finite (a filter that has blown up) is silence. Eight lanes at a time, with one
+// value in lane 0 for the tail: every lane does the same operations.
 template <typename V>
 SORIX_LANES_INLINE V softClip(V x) noexcept {
     using IntLanes = decltype(x < x);
@@ -40,16 +43,19 @@ SORIX_LANES_INLINE V softClip(V x) noexcept {
     const V magnitude = reinterpret_cast<V>(bits & INT32_MAX);
     const V bent =
         kSoftClipKnee + kSoftClipRange * tanhLanes((magnitude - kSoftClipKnee) / kSoftClipRange);
-    return select(magnitude > kSoftClipKnee,
-                  reinterpret_cast<V>(reinterpret_cast<IntLanes>(bent) | (bits & INT32_MIN)), x);
+    const V clipped =
+        select(magnitude > kSoftClipKnee,
+               reinterpret_cast<V>(reinterpret_cast<IntLanes>(bent) | (bits & INT32_MIN)), x);
+    return select(magnitude <= std::numeric_limits<float>::max(), clipped, V{});
 }
 
 SORIX_LANES_INLINE void softClipBlock(float* samples, int64_t count) noexcept {
     int64_t i = 0;
     for (; i + 8 <= count; i += 8) {
         const Float8 x = load8(samples + i);
-        // Quiet stretches skip the curve.
-        if (anyLane(abs8(x) > kSoftClipKnee)) store8(samples + i, softClip(x));
+        // Quiet stretches skip the curve; NaN fails every comparison, so it is caught by asking
+        // which lanes are not quiet.
+        if (anyLane(~(abs8(x) <= kSoftClipKnee))) store8(samples + i, softClip(x));
     }
     for (; i < count; ++i)
         samples[i] = softClip(splat(samples[i]))[0];
@@ -103,11 +109,22 @@ EQProcessor::Coeff EQProcessor::coefficient(const BandSpec& band, float gainDB, 
 }
 
 void EQProcessor::recompute() {
-    CoefficientSet set;
-    set.active = std::any_of(gainsDB.begin(), gainsDB.end(),
-                             [](float g) { return std::fabs(g) > inactiveGainDB; });
+    std::array<Coeff, bandCount> coeffs;
     for (int b = 0; b < bandCount; ++b)
-        set.coeffs[b] = coefficient(bands[b], gainsDB[b], sampleRate);
+        coeffs[b] = coefficient(bands[b], gainsDB[b], sampleRate);
+    publish(std::any_of(gainsDB.begin(), gainsDB.end(),
+                        [](float g) { return std::fabs(g) > inactiveGainDB; }),
+            coeffs);
+}
+
+void EQProcessor::useCoefficients(const std::array<Coeff, bandCount>& coeffs) {
+    publish(true, coeffs);
+}
+
+void EQProcessor::publish(bool active, const std::array<Coeff, bandCount>& coeffs) {
+    CoefficientSet set;
+    set.active = active;
+    set.coeffs = coeffs;
     for (int v = 0; v < vectorsPerPair; ++v) {
         for (int lane = 0; lane < lanesPerVector; ++lane) {
             const Coeff& c = set.coeffs[bandOfLane(v, lane)];
@@ -127,7 +144,7 @@ void EQProcessor::setGains(std::span<const float> gains) {
     gainsDB.fill(0.0f);
     const std::size_t used = std::min<std::size_t>(gains.size(), bandCount);
     for (std::size_t i = 0; i < used; ++i)
-        gainsDB[i] = std::clamp(gains[i], -maxGainDB, maxGainDB);
+        gainsDB[i] = clampedOr(gains[i], 0.0f, -maxGainDB, maxGainDB);
     recompute();
 }
 
@@ -229,11 +246,19 @@ SORIX_RENDER_CLONES void EQProcessor::processChannelPair(
     for (; t < frames + latency; ++t)
         partialStep(t);
 
+    // x - x is 0 exactly when x is finite. A pair whose filters have blown up (an unstable or NaN
+    // coefficient) starts the next block from silence instead of playing silence for good.
+    Int4 finite = ~Int4{};
     for (int v = 0; v < vectorsPerPair; ++v) {
-        store4(state[v].x1, m[v].x1);
-        store4(state[v].x2, m[v].x2);
-        store4(state[v].y1, m[v].y1);
-        store4(state[v].y2, m[v].y2);
+        finite &= (m[v].x1 - m[v].x1 == 0.0f) & (m[v].x2 - m[v].x2 == 0.0f) &
+                  (m[v].y1 - m[v].y1 == 0.0f) & (m[v].y2 - m[v].y2 == 0.0f);
+    }
+    const bool blownUp = (finite[0] & finite[1] & finite[2] & finite[3]) == 0;
+    for (int v = 0; v < vectorsPerPair; ++v) {
+        store4(state[v].x1, blownUp ? Float4{} : m[v].x1);
+        store4(state[v].x2, blownUp ? Float4{} : m[v].x2);
+        store4(state[v].y1, blownUp ? Float4{} : m[v].y1);
+        store4(state[v].y2, blownUp ? Float4{} : m[v].y2);
     }
 }
 

@@ -58,10 +58,15 @@ class EQProcessor {
     // Rebuilds the coefficients and the active flag from gainsDB and sampleRate, and clears the
     // filter memories, all taking effect at the start of the next render block.
     void recompute();
-    // Uses the first six gains, pads with zeros, clamps each to +-12 dB, then recomputes.
+    // Uses the first six gains, pads with zeros, clamps each to +-12 dB (NaN is 0 dB), then
+    // recomputes.
     void setGains(std::span<const float> gains);
     // Sets the design rate (a pipeline's tap rate) and recomputes.
     void setSampleRate(float rate);
+    // Runs these filters as they stand, active, until the next recompute, with the filter
+    // memories cleared as a recompute clears them: for tests and experiments with filters the
+    // design never makes (unstable ones, NaN). gainsDB is left as it is.
+    void useCoefficients(const std::array<Coeff, bandCount>& coeffs);
 
     // The set in effect since the last recompute(), as the main thread sees it.
     bool active() const noexcept { return current_.active; }
@@ -107,6 +112,7 @@ class EQProcessor {
         alignas(16) float y2[lanesPerVector];
     };
 
+    void publish(bool active, const std::array<Coeff, bandCount>& coeffs);
     void processChannelPair(const CoefficientSet& set, float* buffer, int64_t channels,
                             int64_t first, int64_t second, int64_t frames,
                             std::array<LaneState, vectorsPerPair>& state) noexcept;

@@ -163,7 +163,9 @@ SORIX_RENDER_CLONES void copyAndProcess(const AudioBufferList& input, AudioBuffe
             source = buffers.delayedScratch.get();
         }
 
-        const float gain = buffers.outputGains[slot];
+        // A gain that is not finite plays as silence; x - x is 0 exactly when x is finite.
+        const float storedGain = buffers.outputGains[slot];
+        const float gain = storedGain - storedGain == 0.0f ? storedGain : 0.0f;
         auto* out = static_cast<float*>(buffer.mData);
         if (static_cast<int64_t>(D) == C) {
             vec::scaledCopy(source, 1, gain, out, 1, static_cast<std::size_t>(N * C));

@@ -39,7 +39,8 @@ struct RenderBuffers {
     std::unique_ptr<float[]> historyRing;     // interleaved processed history
     int64_t ringWritePos = 0;                 // next ring frame; render thread only
 
-    std::array<RelaxedAtomic<float>, outputSlots> outputGains;      // linear, 1.0 each
+    // Linear, 1.0 each; one that is not finite plays as silence.
+    std::array<RelaxedAtomic<float>, outputSlots> outputGains;
     std::array<RelaxedAtomic<uint32_t>, outputSlots> outputDelays;  // frames, 0 each
     RelaxedAtomic<uint32_t> processBypass{0};  // 1 = transparent: no boost, limiter or EQ
     RelaxedAtomic<uint64_t> samplesRendered{0};

@@ -1,7 +1,9 @@
 #include <gtest/gtest.h>
 
 #include <complex>
+#include <limits>
 #include <numbers>
+#include <random>
 #include <vector>
 
 #include "EQProcessor.h"
@@ -110,6 +112,82 @@ TEST(EQProcessorTest, SetGainsPadsTruncatesAndClamps) {
     block = noisy;
     eq.process(block.data(), 2, 256);
     EXPECT_NE(block, noisy);
+}
+
+TEST(EQProcessorTest, SetGainsTurnsNaNIntoFlatAndHoldsInfinitiesAtTheEnds) {
+    const float nan = std::numeric_limits<float>::quiet_NaN();
+    const float inf = std::numeric_limits<float>::infinity();
+    EQProcessor eq;
+    eq.setGains(std::vector<float>{nan, inf, -inf, 12.01f, -11.99f, -nan});
+    EXPECT_EQ(eq.gainsDB, (std::array<float, 6>{0, 12, -12, 12, -11.99f, 0}));
+    for (const auto& c : eq.coeffs()) {
+        for (const float k : {c.b0, c.b1, c.b2, c.a1, c.a2})
+            EXPECT_TRUE(std::isfinite(k));
+    }
+    eq.setGains(std::vector<float>{nan, nan});
+    EXPECT_FALSE(eq.active());
+}
+
+// Whatever the filters, even unstable ones or NaN, what leaves the equaliser is finite and within
+// full scale, sample for sample what the plain formulas give.
+TEST(EQProcessorTest, AnyFiltersAtAllPlayFiniteAndWithinFullScale) {
+    std::mt19937 rng(31);
+    auto unit = [&] { return std::uniform_real_distribution<float>(-1.0f, 1.0f)(rng); };
+    auto pick = [&](int n) { return std::uniform_int_distribution<int>(0, n - 1)(rng); };
+    const float specials[] = {std::numeric_limits<float>::quiet_NaN(),
+                              std::numeric_limits<float>::infinity(),
+                              -std::numeric_limits<float>::infinity(),
+                              1e30f,
+                              -1e30f,
+                              0.0f,
+                              1.0f};
+    for (int round = 0; round < 60; ++round) {
+        const int64_t channels = 1 + pick(8);
+        std::array<EQProcessor::Coeff, 6> coeffs;
+        for (auto& c : coeffs) {
+            for (float* k : {&c.b0, &c.b1, &c.b2, &c.a1, &c.a2})
+                *k = pick(10) == 0 ? specials[pick(7)] : 2.5f * unit();
+        }
+        EQProcessor eq;
+        eq.useCoefficients(coeffs);
+        ref::Equaliser reference;
+        reference.reset(coeffs);
+        // Now and then a sample as loud as the render path lets in.
+        std::vector<float> ours = ref::program(channels, 2048, 1.5f, 40 + round);
+        for (std::size_t i = 0; i < ours.size(); i += 97 + pick(200))
+            ours[i] = unit() * 1048576.0f;
+        std::vector<float> theirs = ours;
+        for (int64_t offset = 0, block = 0; offset < 2048; ++block) {
+            const int64_t frames = std::min<int64_t>(ref::kBlockSizes[block % 15], 2048 - offset);
+            eq.process(ours.data() + offset * channels, channels, frames);
+            reference.process(theirs.data() + offset * channels, channels, frames);
+            offset += frames;
+        }
+        for (const float y : ours)
+            ASSERT_TRUE(std::isfinite(y) && std::fabs(y) <= 1.0f) << round << ": " << y;
+        EXPECT_EQ(ref::firstMismatch(ours, theirs), -1) << round;
+    }
+}
+
+TEST(EQProcessorTest, AFilterThatBlowsUpIsSilentThenStartsAfresh) {
+    // y = x + 1.5 y1 overflows after about 230 frames of a steady 0.01.
+    std::array<EQProcessor::Coeff, 6> unstable{};
+    unstable[0].a1 = -1.5f;
+    EQProcessor eq;
+    eq.useCoefficients(unstable);
+    std::vector<float> first(2 * 512, 0.01f), second = first;
+    eq.process(first.data(), 2, 512);
+    eq.process(second.data(), 2, 512);
+    EXPECT_NE(first[0], 0.0f);
+    EXPECT_EQ(first[2 * 511], 0.0f) << "blown up: silence, not noise";
+    EXPECT_EQ(second, first) << "the next block starts from silence again";
+
+    // A NaN coefficient is silence from the start, but no worse.
+    unstable[3].b1 = std::numeric_limits<float>::quiet_NaN();
+    eq.useCoefficients(unstable);
+    std::vector<float> block(2 * 64, 0.5f);
+    eq.process(block.data(), 2, 64);
+    EXPECT_EQ(block, std::vector<float>(2 * 64, 0.0f));
 }
 
 TEST(ResponseCurveTest, SingleBandPeaksAtItsFrequency) {

@@ -54,6 +54,13 @@ struct Equaliser {
         std::memset(memory, 0, sizeof memory);
     }
 
+    // The filters as given, as useCoefficients() sets them.
+    void reset(const std::array<EQProcessor::Coeff, 6>& given) {
+        active = true;
+        coeffs = given;
+        std::memset(memory, 0, sizeof memory);
+    }
+
     void process(float* buf, int64_t channels, int64_t frames) {
         if (!active || channels > 8) return;
         for (int64_t n = 0; n < frames; ++n) {
@@ -70,12 +77,28 @@ struct Equaliser {
                     m[2] = y;
                     x = y;
                 }
-                if (std::fabs(x) > 0.92f) {
+                if (!std::isfinite(x)) {
+                    x = 0.0f;
+                } else if (std::fabs(x) > 0.92f) {
                     const float bent =
                         0.92f + (1.0f - 0.92f) * tanhOf((std::fabs(x) - 0.92f) / (1.0f - 0.92f));
                     x = std::copysign(bent, x);
                 }
                 buf[n * channels + c] = x;
+            }
+        }
+        // Channels run in pairs (an odd last one alone); a pair whose memories are no longer
+        // finite starts the next block from silence.
+        for (int64_t first = 0; first < channels; first += 2) {
+            const int64_t last = std::min(first + 1, channels - 1);
+            bool finite = true;
+            for (int64_t c = first; c <= last; ++c)
+                for (int b = 0; b < 6; ++b)
+                    for (float value : memory[c][b])
+                        finite = finite && std::isfinite(value);
+            if (!finite) {
+                for (int64_t c = first; c <= last; ++c)
+                    std::memset(memory[c], 0, sizeof memory[c]);
             }
         }
     }

@@ -252,6 +252,41 @@ TEST(RenderPathTest, NonFiniteInputCountsAsSilence) {
     EXPECT_EQ(poisoned.limiter.envelopeValue(), clean.limiter.envelopeValue());
 }
 
+// While the equaliser runs, no filters and no gain table can make an output louder than full
+// scale times its gain; a gain that is not finite plays as silence.
+TEST(RenderPathTest, AnyFiltersAndGainsStayWithinFullScaleTimesTheGain) {
+    const float nan = std::numeric_limits<float>::quiet_NaN();
+    const float gains[] = {0.5f, nan, INFINITY, -INFINITY, 1e30f, -0.25f, 1.0f, 0.0f};
+    std::mt19937 rng(77);
+    auto unit = [&] { return std::uniform_real_distribution<float>(-1.0f, 1.0f)(rng); };
+    Rig rig;
+    rig.limiter.boost = 8.0f;
+    for (std::size_t slot = 0; slot < std::size(gains); ++slot) {
+        rig.buffers->outputGains[slot] = gains[slot];
+        rig.buffers->outputDelays[slot] = slot % 3 == 0 ? 0 : 37 * static_cast<uint32_t>(slot);
+    }
+    for (int round = 0; round < 40; ++round) {
+        std::array<EQProcessor::Coeff, 6> coeffs;
+        for (auto& c : coeffs) {
+            for (float* k : {&c.b0, &c.b1, &c.b2, &c.a1, &c.a2})
+                *k = 3.0f * unit();
+        }
+        if (round % 4 == 1) coeffs[round % 6].a2 = nan;
+        if (round % 4 == 3) coeffs[round % 6].b0 = INFINITY;
+        rig.eq.useCoefficients(coeffs);
+        for (int block = 0; block < 3; ++block) {
+            std::vector<Block> outs = outputsOf({2, 2, 2, 2, 2, 2, 1, 2}, 300);
+            cycle(rig, {{2, ref::program(2, 300, 1.2f, round * 3 + block)}}, outs);
+            for (std::size_t k = 0; k < outs.size(); ++k) {
+                const float limit = std::isfinite(gains[k]) ? std::fabs(gains[k]) : 0.0f;
+                for (const float s : outs[k].samples)
+                    ASSERT_TRUE(std::isfinite(s) && std::fabs(s) <= limit)
+                        << round << " output " << k << ": " << s;
+            }
+        }
+    }
+}
+
 // Whatever the buffer lists hold, the render path neither crashes, nor writes outside the
 // buffers, nor outputs a non-finite sample; with the boost stage and equaliser in the path
 // nothing leaves louder than full scale times the output's gain.
