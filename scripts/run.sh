@@ -29,13 +29,16 @@ while [ $# -gt 0 ]; do
             ;;
     esac
 done
+# awk reads and prints numbers in the locale's notation: under a comma-decimal one it would print
+# 2.5 as "2,5", which is not JSON. The factor is a "C" number whatever the user's locale.
+c_awk() { LC_ALL=C awk "$@"; }
 if [ -n "$boost" ]; then
     if ! [[ "$boost" =~ ^[0-9]+([.][0-9]+)?$ ]] ||
-        ! awk -v b="$boost" 'BEGIN { exit !(b >= 1 && b <= 8) }'; then
+        ! c_awk -v b="$boost" 'BEGIN { exit !(b >= 1 && b <= 8) }'; then
         echo "--boost needs a factor from 1 to 8, not \"$boost\"" >&2
         exit 2
     fi
-    boost="$(awk -v b="$boost" 'BEGIN { print b + 0 }')"  # JSON has no "08" or "2."
+    boost="$(c_awk -v b="$boost" 'BEGIN { print b + 0 }')"  # JSON has no "08" or "2."
 fi
 
 bash scripts/install-deps.sh
@@ -52,7 +55,7 @@ if [ -n "$boost" ]; then
     current='{}'
     [ -s "$settings" ] && current="$(cat "$settings")"
     safe_mode_off=false
-    awk -v b="$boost" 'BEGIN { exit !(b > 2) }' && safe_mode_off=true
+    c_awk -v b="$boost" 'BEGIN { exit !(b > 2) }' && safe_mode_off=true
     # Replaced whole, as sorix itself writes it, so a reader never sees half a file.
     jq --argjson boost "$boost" --argjson unsafe "$safe_mode_off" \
         '.volumeBoost = $boost | .boostActive = true | if $unsafe then .safeMode = false else . end' \
