@@ -1,8 +1,8 @@
 #include "EQProcessor.h"
 
 #include <algorithm>
+#include <bit>
 #include <cmath>
-#include <limits>
 
 #include "FastTanh.h"
 #include "SafeNumber.h"
@@ -33,6 +33,12 @@ SORIX_LANES_INLINE Float4 biquadStep(const CoefficientLanes& k, MemoryLanes& m, 
 constexpr float kSoftClipKnee = 0.92f;
 constexpr float kSoftClipRange = 1.0f - kSoftClipKnee;
 
+// The bit patterns of magnitudes, read as integers, order as the magnitudes do, with every
+// infinity and NaN above every finite value: an integer comparison tells quiet, loud and broken
+// samples apart where a float one would let NaN pass as quiet.
+constexpr int32_t kKneeBits = std::bit_cast<int32_t>(kSoftClipKnee);
+constexpr int32_t kInfinityBits = 0x7F800000;
+
 // Values up to 0.92 pass; above, the magnitude bends towards 1.0 and never exceeds it. A value
 // that is not finite (a filter that has blown up) is silence. Eight lanes at a time, with one
 // value in lane 0 for the tail: every lane does the same operations.
@@ -40,22 +46,24 @@ template <typename V>
 SORIX_LANES_INLINE V softClip(V x) noexcept {
     using IntLanes = decltype(x < x);
     const IntLanes bits = reinterpret_cast<IntLanes>(x);
-    const V magnitude = reinterpret_cast<V>(bits & INT32_MAX);
+    const IntLanes magnitudeBits = bits & INT32_MAX;
+    const V magnitude = reinterpret_cast<V>(magnitudeBits);
     const V bent =
         kSoftClipKnee + kSoftClipRange * tanhLanes((magnitude - kSoftClipKnee) / kSoftClipRange);
     const V clipped =
-        select(magnitude > kSoftClipKnee,
+        select(magnitudeBits > kKneeBits,
                reinterpret_cast<V>(reinterpret_cast<IntLanes>(bent) | (bits & INT32_MIN)), x);
-    return select(magnitude <= std::numeric_limits<float>::max(), clipped, V{});
+    return reinterpret_cast<V>(reinterpret_cast<IntLanes>(clipped) &
+                               (magnitudeBits < kInfinityBits));
 }
 
 SORIX_LANES_INLINE void softClipBlock(float* samples, int64_t count) noexcept {
     int64_t i = 0;
     for (; i + 8 <= count; i += 8) {
         const Float8 x = load8(samples + i);
-        // Quiet stretches skip the curve; NaN fails every comparison, so it is caught by asking
-        // which lanes are not quiet.
-        if (anyLane(~(abs8(x) <= kSoftClipKnee))) store8(samples + i, softClip(x));
+        // Quiet stretches skip the curve; NaN and infinities are not quiet.
+        if (anyLane((reinterpret_cast<Int8>(x) & INT32_MAX) > kKneeBits))
+            store8(samples + i, softClip(x));
     }
     for (; i < count; ++i)
         samples[i] = softClip(splat(samples[i]))[0];
