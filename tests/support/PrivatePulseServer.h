@@ -1,42 +1,26 @@
 #pragma once
 
-#include <sys/types.h>
+#include <memory>
 
-#include <filesystem>
-#include <string>
+#include "ChildProcess.h"
+#include "PrivateSoundServer.h"
 
 namespace sorix::testing {
 
-// A PulseAudio daemon of the test's own: its own runtime folder and socket, null sinks whose
-// properties imitate real devices, no sound card. The test process's PULSE_SERVER points at it,
-// so neither the code under test nor pactl or paplay can reach a user's server. Stopped, and its
-// folder removed, when the object goes.
-class PrivatePulseServer {
+// A PulseAudio daemon of the test's own, its devices loaded from a configuration script at start.
+class PrivatePulseServer : public PrivateSoundServer {
   public:
-    // Lines of a PulseAudio configuration script, after the native protocol module.
-    explicit PrivatePulseServer(std::string modules);
-    ~PrivatePulseServer();
-    PrivatePulseServer(const PrivatePulseServer&) = delete;
-    PrivatePulseServer& operator=(const PrivatePulseServer&) = delete;
+    explicit PrivatePulseServer(std::string devices);
+    ~PrivatePulseServer() override;
 
-    bool start();
-    void kill();  // SIGKILL, as a crash would
-    bool running() const { return pid_ > 0; }
-
-    // Runs a shell command with this server as its PULSE_SERVER; returns its exit status.
-    int run(const std::string& command) const;
-    // Runs a shell command and returns what it printed.
-    std::string output(const std::string& command) const;
-
-    const std::filesystem::path& folder() const { return folder_; }
-
-    // The test devices: a built-in speaker, a USB DAC, a Bluetooth headset, an HDMI monitor and
-    // a plain null sink, all at 48 kHz.
-    static std::string imitatedDevices();
+    SoundServerKind kind() const override { return SoundServerKind::pulseAudio; }
+    bool start() override;
+    void kill() override;
+    bool running() const override { return daemon_ != nullptr; }
+    std::string logs() const override;
 
   private:
-    std::filesystem::path folder_;
-    pid_t pid_ = -1;
+    std::unique_ptr<ChildProcess> daemon_;
 };
 
 }  // namespace sorix::testing

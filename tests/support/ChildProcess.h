@@ -2,6 +2,7 @@
 
 #include <sys/types.h>
 
+#include <chrono>
 #include <filesystem>
 #include <functional>
 #include <optional>
@@ -10,11 +11,13 @@
 
 namespace sorix::testing {
 
-// Polls the condition every 50 ms until it holds or the timeout passes; true if it held.
-bool eventually(double timeoutSeconds, const std::function<bool()>& condition);
+// Polls the condition every `interval` until it holds or the timeout passes; true if it held.
+bool eventually(double timeoutSeconds, const std::function<bool()>& condition,
+                std::chrono::milliseconds interval = std::chrono::milliseconds(50));
 
 // A program run by a test, with stdout and stderr appended to a file. Killed and reaped when the
-// object goes, so a failed test leaves nothing running.
+// object goes, and killed by the kernel when the test process dies, so neither a failed assertion
+// nor a crashed or timed-out test leaves anything running.
 class ChildProcess {
   public:
     // `environment` entries ("NAME=value") are added to this process's environment.
@@ -24,6 +27,7 @@ class ChildProcess {
     ChildProcess(const ChildProcess&) = delete;
     ChildProcess& operator=(const ChildProcess&) = delete;
 
+    // False when the program could not be run at all.
     bool started() const { return pid_ > 0; }
     pid_t pid() const { return pid_; }
     bool running();

@@ -1,0 +1,40 @@
+#pragma once
+
+#include <memory>
+
+#include "ChildProcess.h"
+#include "PrivateSoundServer.h"
+
+namespace sorix::testing {
+
+// PipeWire as a desktop runs it, privately: a session bus of its own, the pipewire daemon,
+// WirePlumber and pipewire-pulse with their stock configurations, in a runtime, state and
+// configuration folder of the test's own (so WirePlumber's saved stream state starts empty and
+// never touches a user's). The devices are null sinks made through pactl once it answers.
+class PrivatePipeWireServer : public PrivateSoundServer {
+  public:
+    explicit PrivatePipeWireServer(std::string devices);
+    ~PrivatePipeWireServer() override;
+
+    SoundServerKind kind() const override { return SoundServerKind::pipeWire; }
+    bool start() override;
+    void kill() override;
+    bool running() const override { return pulse_ != nullptr; }
+    std::string logs() const override;
+
+  private:
+    std::unique_ptr<ChildProcess> spawn(const std::string& program,
+                                        std::vector<std::string> arguments = {}) const;
+    bool launch();
+    bool loadDevices();
+    bool alive() const;
+
+    std::filesystem::path runtime_;
+    std::vector<std::string> environment_;
+    std::unique_ptr<ChildProcess> bus_;
+    std::unique_ptr<ChildProcess> pipeWire_;
+    std::unique_ptr<ChildProcess> wirePlumber_;
+    std::unique_ptr<ChildProcess> pulse_;
+};
+
+}  // namespace sorix::testing
