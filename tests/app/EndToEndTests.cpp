@@ -1,5 +1,6 @@
-// The real `sorix` on a private PulseAudio daemon, with real players and recorders: what a user
-// hears, and what is left behind when Sorix stops, is killed or loses its devices or its server.
+// The real `sorix` on a private sound server, PulseAudio and then PipeWire, with real players and
+// recorders: what a user hears, and what is left behind when Sorix stops, is killed or loses its
+// devices or its server.
 #include <cmath>
 
 #include "SorixOnPrivateServer.h"
@@ -36,7 +37,7 @@ class SorixEndToEndTest : public SorixOnPrivateServer {
     }
 };
 
-TEST_F(SorixEndToEndTest, BoostsEverythingOnceAndGivesTheStreamBackWhenTerminated) {
+TEST_P(SorixEndToEndTest, BoostsEverythingOnceAndGivesTheStreamBackWhenTerminated) {
     storeSettings({{"volumeBoost", 2.0}, {"boostActive", true}, {"safeMode", false}});
     const auto player = playTone();
     ASSERT_EQ(sinkOfPlayer(player->pid()), "speakers");
@@ -53,7 +54,7 @@ TEST_F(SorixEndToEndTest, BoostsEverythingOnceAndGivesTheStreamBackWhenTerminate
     expectTone("speakers", 1.0);
 }
 
-TEST_F(SorixEndToEndTest, EightfoldBoostStaysUnderTheLimitersCeiling) {
+TEST_P(SorixEndToEndTest, EightfoldBoostStaysUnderTheLimitersCeiling) {
     storeSettings({{"volumeBoost", 8.0}, {"boostActive", true}, {"safeMode", false}});
     const auto player = playTone();
     const auto sorix = startSorix();
@@ -65,7 +66,7 @@ TEST_F(SorixEndToEndTest, EightfoldBoostStaysUnderTheLimitersCeiling) {
     terminate(*sorix);
 }
 
-TEST_F(SorixEndToEndTest, SwitchedOffItIdlesAndLeavesEveryonesAudioAlone) {
+TEST_P(SorixEndToEndTest, SwitchedOffItIdlesAndLeavesEveryonesAudioAlone) {
     storeSettings({{"volumeBoost", 4.0}, {"boostActive", false}});
     const auto player = playTone();
     const auto sorix = startSorix();
@@ -77,7 +78,7 @@ TEST_F(SorixEndToEndTest, SwitchedOffItIdlesAndLeavesEveryonesAudioAlone) {
     terminate(*sorix);
 }
 
-TEST_F(SorixEndToEndTest, AKilledSorixsTapIsClearedByTheNextStart) {
+TEST_P(SorixEndToEndTest, AKilledSorixsTapIsClearedByTheNextStart) {
     storeSettings({{"volumeBoost", 2.0}, {"boostActive", true}, {"safeMode", false}});
     const auto player = playTone();
     auto sorix = startSorix();
@@ -101,7 +102,7 @@ TEST_F(SorixEndToEndTest, AKilledSorixsTapIsClearedByTheNextStart) {
     EXPECT_TRUE(tapSinks().empty());
 }
 
-TEST_F(SorixEndToEndTest, FollowsANewDefaultOutputAndAPulledOne) {
+TEST_P(SorixEndToEndTest, FollowsANewDefaultOutputAndAPulledOne) {
     storeSettings({{"volumeBoost", 2.0}, {"boostActive", true}, {"safeMode", false}});
     const auto player = playTone();
     const auto sorix = startSorix();
@@ -125,7 +126,7 @@ TEST_F(SorixEndToEndTest, FollowsANewDefaultOutputAndAPulledOne) {
     expectTone(fallback, 2.0);
 }
 
-TEST_F(SorixEndToEndTest, ALostServerIsRetriedAndARestartedOneIsPickedUp) {
+TEST_P(SorixEndToEndTest, ALostServerIsRetriedAndARestartedOneIsPickedUp) {
     storeSettings({{"volumeBoost", 2.0}, {"boostActive", true}, {"safeMode", false}});
     auto player = playTone();
     const auto sorix = startSorix();
@@ -143,13 +144,15 @@ TEST_F(SorixEndToEndTest, ALostServerIsRetriedAndARestartedOneIsPickedUp) {
     EXPECT_TRUE(tapSinks().empty());
 }
 
-TEST_F(SorixEndToEndTest, WithoutAnyServerSorixWaitsAndRetriesAndStillQuitsCleanly) {
+TEST_P(SorixEndToEndTest, WithoutAnyServerSorixWaitsAndRetriesAndStillQuitsCleanly) {
     storeSettings({{"boostActive", true}});
     const auto sorix = startSorix({"PULSE_SERVER=unix:" + (server.folder() / "none").string()});
     EXPECT_TRUE(logShows("— retry 2/6 in ")) << log();
     EXPECT_TRUE(sorix->running());
     terminate(*sorix);
 }
+
+INSTANTIATE_TEST_SUITE_P(, SorixEndToEndTest, everySoundServer(), soundServerName);
 
 }  // namespace
 }  // namespace sorix::testing

@@ -1,5 +1,6 @@
-// Several outputs of one Sorix on a private PulseAudio daemon: two sinks that are the two halves
-// of one four-channel sink, so that one recording of it shows both outputs sample for sample.
+// Several outputs of one Sorix on a private sound server, PulseAudio and then PipeWire: two sinks
+// that are the two halves of one four-channel sink, so that one recording of it shows both
+// outputs sample for sample.
 #include <algorithm>
 #include <cmath>
 #include <cstdio>
@@ -105,7 +106,7 @@ class OutputsInStepTest : public SorixOnPrivateServer {
     }
 };
 
-TEST_F(OutputsInStepTest, AManualDelayHoldsTheOutputsThatFarApartRunAfterRun) {
+TEST_P(OutputsInStepTest, AManualDelayHoldsTheOutputsThatFarApartRunAfterRun) {
     storeSettings({{"volumeBoost", 1.0},
                    {"boostActive", true},
                    {"outputDeviceUIDs", {"front", "rear"}},
@@ -134,7 +135,7 @@ TEST_F(OutputsInStepTest, AManualDelayHoldsTheOutputsThatFarApartRunAfterRun) {
     terminate(*sorix);
 }
 
-TEST_F(OutputsInStepTest, AVolumeStepOnOneLinkedOutputMovesTheOtherByTheSameStep) {
+TEST_P(OutputsInStepTest, AVolumeStepOnOneLinkedOutputMovesTheOtherByTheSameStep) {
     ASSERT_EQ(server.run("pactl set-sink-volume front 60% && pactl set-sink-volume rear 40%"), 0);
     storeSettings(
         {{"boostActive", true}, {"outputDeviceUIDs", {"front", "rear"}}, {"volumesLinked", true}});
@@ -153,6 +154,8 @@ TEST_F(OutputsInStepTest, AVolumeStepOnOneLinkedOutputMovesTheOtherByTheSameStep
     EXPECT_NEAR(sinkVolume("front").value_or(-1), 0.7, 0.01) << "the step itself was undone";
     terminate(*sorix);
 }
+
+INSTANTIATE_TEST_SUITE_P(, OutputsInStepTest, everySoundServer(), soundServerName);
 
 }  // namespace
 }  // namespace sorix::testing

@@ -4,14 +4,15 @@
 
 #include <QCoreApplication>
 #include <QElapsedTimer>
-#include <cstdlib>
+#include <iostream>
 #include <memory>
 
 #include "AudioCapturePermission.h"
-#include "PrivatePulseServer.h"
+#include "PrivateSoundServer.h"
 #include "PulseAudioHardware.h"
 #include "PulseClients.h"
 #include "QtMainQueue.h"
+#include "SoundServerParams.h"
 #include "TapEngine.h"
 
 namespace sorix::testing {
@@ -30,11 +31,24 @@ bool spinUntil(double timeoutSeconds, Done done) {
     return true;
 }
 
-TEST(EngineOnPulseAudioTest, GivesUpOnAVanishedServerAndBuildsOnItAgainAtTheNextStart) {
-    if (std::system("command -v pulseaudio pactl >/dev/null") != 0)
-        GTEST_SKIP() << "needs pulseaudio and pulseaudio-utils";
-    PrivatePulseServer server(PrivatePulseServer::imitatedDevices());
-    ASSERT_TRUE(server.start());
+class EngineOnSoundServerTest : public ::testing::TestWithParam<SoundServerKind> {
+  protected:
+    void TearDown() override {
+        if (HasFailure()) std::cout << server.logs();
+    }
+
+  private:
+    const std::unique_ptr<PrivateSoundServer> ownServer_ =
+        PrivateSoundServer::create(GetParam(), PrivateSoundServer::imitatedDevices());
+
+  protected:
+    PrivateSoundServer& server = *ownServer_;
+};
+
+TEST_P(EngineOnSoundServerTest, GivesUpOnAVanishedServerAndBuildsOnItAgainAtTheNextStart) {
+    const std::string missing = server.missingPrograms();
+    if (!missing.empty()) GTEST_SKIP() << "needs " << missing;
+    ASSERT_TRUE(server.start()) << server.logs();
     int argc = 1;
     char name[] = "sorix_app_pulse_tests";
     char* argv[] = {name, nullptr};
@@ -80,6 +94,8 @@ TEST(EngineOnPulseAudioTest, GivesUpOnAVanishedServerAndBuildsOnItAgainAtTheNext
     engine->shutDown();
     EXPECT_TRUE(tapSinks().empty());
 }
+
+INSTANTIATE_TEST_SUITE_P(, EngineOnSoundServerTest, everySoundServer(), soundServerName);
 
 }  // namespace
 }  // namespace sorix::testing

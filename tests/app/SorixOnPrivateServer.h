@@ -5,6 +5,7 @@
 #include <csignal>
 #include <cstdlib>
 #include <fstream>
+#include <iostream>
 #include <memory>
 #include <nlohmann/json.hpp>
 #include <sstream>
@@ -12,24 +13,29 @@
 #include <vector>
 
 #include "ChildProcess.h"
-#include "PrivatePulseServer.h"
+#include "PrivateSoundServer.h"
 #include "PulseClients.h"
+#include "SoundServerParams.h"
 
 namespace sorix::testing {
 
-// The real `sorix` on a private PulseAudio daemon of the test's own: its settings file, its
-// log, and a clean stop.
-class SorixOnPrivateServer : public ::testing::Test {
+// The real `sorix` on a private sound server of the test's own, the one the test's parameter
+// names: its settings file, its log, and a clean stop.
+class SorixOnPrivateServer : public ::testing::TestWithParam<SoundServerKind> {
   protected:
     static constexpr double kStartTimeout = 15;  // a build plus the two-second liveness check
 
-    explicit SorixOnPrivateServer(std::string modules = PrivatePulseServer::imitatedDevices())
-        : server(std::move(modules)) {}
+    explicit SorixOnPrivateServer(std::string devices = PrivateSoundServer::imitatedDevices())
+        : ownServer_(PrivateSoundServer::create(GetParam(), std::move(devices))),
+          server(*ownServer_) {}
 
     void SetUp() override {
-        if (std::system("command -v pulseaudio paplay parec pactl sox >/dev/null") != 0)
-            GTEST_SKIP() << "needs pulseaudio, pulseaudio-utils and sox";
-        ASSERT_TRUE(server.start());
+        const std::string missing = server.missingPrograms({"paplay", "parec", "sox"});
+        if (!missing.empty()) GTEST_SKIP() << "needs " << missing;
+        ASSERT_TRUE(server.start()) << server.logs();
+    }
+    void TearDown() override {
+        if (HasFailure()) std::cout << server.logs();
     }
 
     void storeSettings(const nlohmann::json& settings) const {
@@ -81,7 +87,11 @@ class SorixOnPrivateServer : public ::testing::Test {
         EXPECT_GE(count("state -> inactive"), 1);
     }
 
-    PrivatePulseServer server;
+  private:
+    std::unique_ptr<PrivateSoundServer> ownServer_;
+
+  protected:
+    PrivateSoundServer& server;
 };
 
 }  // namespace sorix::testing

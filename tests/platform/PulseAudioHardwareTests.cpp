@@ -1,29 +1,41 @@
-// The audio hardware layer against a real PulseAudio daemon of the test's own.
+// The audio hardware layer against a real sound server of the test's own, PulseAudio and then
+// PipeWire's PulseAudio server.
 
 #include <gtest/gtest.h>
 
 #include <chrono>
+#include <iostream>
 #include <map>
 #include <thread>
 
+#include "ChildProcess.h"
 #include "ManualMainQueue.h"
-#include "PrivatePulseServer.h"
+#include "PrivateSoundServer.h"
 #include "PulseAudioHardware.h"
 #include "SinkTransport.h"
+#include "SoundServerParams.h"
 
 namespace sorix {
 namespace {
 
-using testing::PrivatePulseServer;
+using testing::ChildProcess;
+using testing::PrivateSoundServer;
+using testing::SoundServerKind;
 
-class PulseAudioHardwareTest : public ::testing::Test {
+class PulseAudioHardwareTest : public ::testing::TestWithParam<SoundServerKind> {
   protected:
     void SetUp() override {
-        ASSERT_TRUE(server_.start()) << "could not start a private PulseAudio daemon";
+        const std::string missing = server_.missingPrograms({"paplay", "sox"});
+        if (!missing.empty()) GTEST_SKIP() << "needs " << missing;
+        ASSERT_TRUE(server_.start()) << "could not start a private " << server_.name() << "\n"
+                                     << server_.logs();
         hardware_ = std::make_unique<PulseAudioHardware>(queue_);
         ASSERT_TRUE(hardware_->isConnected());
     }
-    void TearDown() override { hardware_.reset(); }
+    void TearDown() override {
+        hardware_.reset();
+        if (HasFailure()) std::cout << server_.logs();
+    }
 
     // Delivers main-queue work until the condition holds (or a generous limit passes).
     template <typename Condition>
@@ -59,12 +71,17 @@ class PulseAudioHardwareTest : public ::testing::Test {
         return listener;
     }
 
-    PrivatePulseServer server_{PrivatePulseServer::imitatedDevices()};
+  private:
+    const std::unique_ptr<PrivateSoundServer> ownServer_ =
+        PrivateSoundServer::create(GetParam(), PrivateSoundServer::imitatedDevices());
+
+  protected:
+    PrivateSoundServer& server_ = *ownServer_;
     ManualMainQueue queue_;
     std::unique_ptr<PulseAudioHardware> hardware_;
 };
 
-TEST_F(PulseAudioHardwareTest, SinksAppearAsDevicesWithNamesUIDsAndTransports) {
+TEST_P(PulseAudioHardwareTest, SinksAppearAsDevicesWithNamesUIDsAndTransports) {
     const auto devices = read<std::vector<AudioObjectID>>(kAudioObjectSystemObject,
                                                           globalAddress(Selector::devices));
     ASSERT_EQ(devices.size(), 5u);
@@ -98,7 +115,7 @@ TEST_F(PulseAudioHardwareTest, SinksAppearAsDevicesWithNamesUIDsAndTransports) {
         device("speakers"));
 }
 
-TEST_F(PulseAudioHardwareTest, DefaultOutputChangesReachListeners) {
+TEST_P(PulseAudioHardwareTest, DefaultOutputChangesReachListeners) {
     int calls = 0;
     const auto address = globalAddress(Selector::defaultOutputDevice);
     const auto listener = listen(kAudioObjectSystemObject, address, calls);
@@ -114,7 +131,7 @@ TEST_F(PulseAudioHardwareTest, DefaultOutputChangesReachListeners) {
     EXPECT_EQ(calls, 1);
 }
 
-TEST_F(PulseAudioHardwareTest, VolumeIsReadSetAndFollowedBothWays) {
+TEST_P(PulseAudioHardwareTest, VolumeIsReadSetAndFollowedBothWays) {
     const AudioObjectID dac = device("usb_dac");
     const auto volume = outputAddress(Selector::virtualMainVolume);
     bool settable = false;
@@ -134,7 +151,7 @@ TEST_F(PulseAudioHardwareTest, VolumeIsReadSetAndFollowedBothWays) {
     hardware_->removePropertyListener(dac, volume, listener);
 }
 
-TEST_F(PulseAudioHardwareTest, ClientsAreProcessesAndAPlayingOneRunsOutput) {
+TEST_P(PulseAudioHardwareTest, ClientsAreProcessesAndAPlayingOneRunsOutput) {
     uint32_t own = 0;
     EXPECT_EQ(getProperty(*hardware_, kAudioObjectSystemObject,
                           globalAddress(Selector::translatePIDToProcess), own,
@@ -145,7 +162,9 @@ TEST_F(PulseAudioHardwareTest, ClientsAreProcessesAndAPlayingOneRunsOutput) {
 
     const std::string tone = (server_.folder() / "tone.wav").string();
     ASSERT_EQ(server_.run("sox -n -r 48000 -c 2 " + tone + " synth 5 sine 440 vol 0.1"), 0);
-    std::thread player([&] { server_.run("paplay --device=speakers " + tone); });
+    auto player = std::make_unique<ChildProcess>(
+        std::vector<std::string>{"paplay", "--device=speakers", tone},
+        server_.folder() / "player.log");
     auto running = [&] {
         const auto processes = read<std::vector<AudioObjectID>>(
             kAudioObjectSystemObject, globalAddress(Selector::processObjects));
@@ -157,12 +176,11 @@ TEST_F(PulseAudioHardwareTest, ClientsAreProcessesAndAPlayingOneRunsOutput) {
         return false;
     };
     EXPECT_TRUE(eventually(running));
-    server_.run("pkill -f 'paplay --device=speakers'");
-    player.join();
+    player.reset();
     EXPECT_TRUE(eventually([&] { return !running(); }));
 }
 
-TEST_F(PulseAudioHardwareTest, AnUnloadedSinkDiesAndItsListenersHear) {
+TEST_P(PulseAudioHardwareTest, AnUnloadedSinkDiesAndItsListenersHear) {
     const AudioObjectID dac = device("usb_dac");
     int deaths = 0;
     const auto listener = listen(dac, globalAddress(Selector::isAlive), deaths);
@@ -176,7 +194,7 @@ TEST_F(PulseAudioHardwareTest, AnUnloadedSinkDiesAndItsListenersHear) {
     EXPECT_NE(getProperty(*hardware_, dac, globalAddress(Selector::isAlive), alive), 0);
 }
 
-TEST_F(PulseAudioHardwareTest, ALostServerFailsReadsAndIsFoundAgainWhenItReturns) {
+TEST_P(PulseAudioHardwareTest, ALostServerFailsReadsAndIsFoundAgainWhenItReturns) {
     const AudioObjectID speakers = device("speakers");
     int deaths = 0, defaults = 0;
     const auto alive = listen(speakers, globalAddress(Selector::isAlive), deaths);
@@ -198,6 +216,9 @@ TEST_F(PulseAudioHardwareTest, ALostServerFailsReadsAndIsFoundAgainWhenItReturns
     EXPECT_NE(device("speakers"), kAudioObjectUnknown);
     EXPECT_TRUE(eventually([&] { return defaults > 1; }));
 }
+
+INSTANTIATE_TEST_SUITE_P(, PulseAudioHardwareTest, testing::everySoundServer(),
+                         testing::soundServerName);
 
 TEST(SinkTransportTest, PropertiesAndPortsNameTheTransport) {
     auto transport = [](std::map<std::string, std::string> properties, std::string driver = "",
