@@ -3,8 +3,10 @@
 #include <csignal>
 #include <cstdlib>
 #include <fstream>
-#include <limits>
+#include <functional>
+#include <regex>
 #include <sstream>
+#include <utility>
 
 namespace sorix::testing {
 
@@ -21,15 +23,41 @@ constexpr const char* kNoHardware =
     "libcamera_monitor.enabled = false\n";
 constexpr const char* kNoBluetooth = "bluez_monitor.enabled = false\n";
 
-// The sink the last set-default-sink line names; empty when none does.
-std::string defaultOf(const std::string& devices) {
+// A configuration script's lines as pactl commands, the module loads apart from the rest, with
+// the sinks that the loads make and the default that the rest sets.
+struct PactlScript {
+    std::vector<std::string> loads;
+    std::vector<std::string> settings;
+    std::vector<std::string> sinks;
+    std::string defaultSink;
+};
+
+PactlScript pactlScript(const std::string& devices) {
+    PactlScript script;
     std::istringstream lines(devices);
-    std::string sink;
-    for (std::string command; lines >> command;) {
-        if (command == "set-default-sink") lines >> sink;
-        lines.ignore(std::numeric_limits<std::streamsize>::max(), '\n');
+    for (std::string line; std::getline(lines, line);) {
+        std::istringstream words(line);
+        std::string command, first, rest;
+        if (!(words >> command)) continue;
+        std::string pactl = "pactl ";
+        pactl += command;
+        // The module to load, or the sink that set-default-sink names.
+        if (words >> first) pactl.append(" ").append(first);
+        // A module's arguments go over as one word, quotes and all, as the daemon would have read
+        // them from its script.
+        if (std::getline(words >> std::ws, rest) && !rest.empty())
+            pactl.append(" ").append(shellQuoted(rest));
+        if (command == "load-module") {
+            script.loads.push_back(pactl);
+            std::smatch sink;
+            if (std::regex_search(rest, sink, std::regex("sink_name=([^ ]+)")))
+                script.sinks.push_back(sink[1]);
+        } else {
+            script.settings.push_back(pactl);
+            if (command == "set-default-sink") script.defaultSink = first;
+        }
     }
-    return sink;
+    return script;
 }
 
 std::string trimmed(std::string text) {
@@ -71,15 +99,35 @@ std::unique_ptr<ChildProcess> PrivatePipeWireServer::spawn(
     return std::make_unique<ChildProcess>(arguments, folder_ / (program + ".log"), environment_);
 }
 
-bool PrivatePipeWireServer::alive() const {
-    for (const auto* daemon : {&bus_, &pipeWire_, &wirePlumber_, &pulse_}) {
-        if (*daemon && !(*daemon)->running()) return false;
-    }
-    return true;
+bool PrivatePipeWireServer::waitFor(const std::string& what,
+                                    const std::function<bool()>& condition) {
+    const std::pair<const char*, const std::unique_ptr<ChildProcess>*> daemons[] = {
+        {"dbus-daemon", &bus_},
+        {"pipewire", &pipeWire_},
+        {"wireplumber", &wirePlumber_},
+        {"pipewire-pulse", &pulse_}};
+    std::string ended;
+    const bool held = eventually(
+        kStageTimeout,
+        [&] {
+            for (const auto& [name, daemon] : daemons) {
+                if (!*daemon) continue;
+                if (const auto status = (*daemon)->waitForExit(0)) {
+                    ended = std::string(name) + " ended with status " + std::to_string(*status);
+                    return true;
+                }
+            }
+            return condition();
+        },
+        kPollInterval);
+    if (held && ended.empty()) return true;
+    problem_ = (ended.empty() ? "timed out" : ended) + " waiting for " + what;
+    return false;
 }
 
 bool PrivatePipeWireServer::start() {
     if (running()) return true;
+    problem_.clear();
     const bool ready = launch() && loadDevices();
     if (!ready) kill();
     return ready;
@@ -88,62 +136,54 @@ bool PrivatePipeWireServer::start() {
 // Each daemon is started once the one it talks to listens; a connection it made earlier would
 // fail and end it.
 bool PrivatePipeWireServer::launch() {
-    const auto listening = [&](const std::filesystem::path& socket) {
-        return eventually(
-                   kStageTimeout, [&] { return !alive() || acceptsConnections(socket); },
-                   kPollInterval) &&
-               alive();
-    };
     std::filesystem::remove(runtime_ / "bus");
     bus_ = spawn("dbus-daemon", {"--session", "--nofork", "--nopidfile",
                                  "--address=unix:path=" + (runtime_ / "bus").string()});
-    if (!bus_->started() || !listening(runtime_ / "bus")) return false;
+    if (!waitFor("the session bus", [&] { return acceptsConnections(runtime_ / "bus"); }))
+        return false;
     pipeWire_ = spawn("pipewire");
-    if (!pipeWire_->started() || !listening(runtime_ / "pipewire-0")) return false;
+    if (!waitFor("pipewire's socket", [&] { return acceptsConnections(runtime_ / "pipewire-0"); }))
+        return false;
     wirePlumber_ = spawn("wireplumber");
     pulse_ = spawn("pipewire-pulse");
-    if (!wirePlumber_->started() || !pulse_->started()) return false;
-    return eventually(
-               kStageTimeout,
-               [&] {
-                   return !alive() ||
-                          output("pactl info 2>/dev/null").find("on PipeWire") != std::string::npos;
-               },
-               kPollInterval) &&
-           alive();
+    return waitFor("pipewire-pulse's answer", [&] {
+        return output("pactl info 2>/dev/null").find("on PipeWire") != std::string::npos;
+    });
 }
 
-// The same lines a PulseAudio daemon reads from its script, through pactl. A module's arguments
-// go over as one word, quotes and all, as the daemon would have read them.
-bool PrivatePipeWireServer::loadDevices() {
-    std::istringstream lines(devices_);
-    for (std::string line; std::getline(lines, line);) {
-        std::istringstream words(line);
-        std::string command, first, rest;
-        if (!(words >> command)) continue;
-        // The module to load, or the sink that set-default-sink names.
-        std::string pactl = "pactl ";
-        pactl += command;
-        if (words >> first) pactl.append(" ").append(first);
-        if (std::getline(words >> std::ws, rest) && !rest.empty())
-            pactl.append(" ").append(shellQuoted(rest));
-        if (run(pactl) != 0) return false;
+bool PrivatePipeWireServer::runAll(const std::vector<std::string>& commands) {
+    for (const std::string& command : commands) {
+        if (const int status = run(command); status != 0) {
+            problem_ = command + " failed with status " + std::to_string(status);
+            return false;
+        }
     }
-    // WirePlumber picks the default from the one asked for, and pipewire-pulse drops the stand-in
-    // sink it keeps while there is none; both happen after the commands returned.
-    const std::string wanted = defaultOf(devices_);
-    const bool makesSinks = devices_.find("load-module") != std::string::npos;
-    return eventually(
-               kStageTimeout,
-               [&] {
-                   return !alive() ||
-                          ((wanted.empty() ||
-                            trimmed(output("pactl get-default-sink")) == wanted) &&
-                           (!makesSinks || output("pactl list short sinks").find("\tauto_null\t") ==
-                                               std::string::npos));
-               },
-               kPollInterval) &&
-           alive();
+    return true;
+}
+
+// The same lines a PulseAudio daemon reads from its script, through pactl, the modules first.
+bool PrivatePipeWireServer::loadDevices() {
+    const PactlScript script = pactlScript(devices_);
+    if (!runAll(script.loads)) return false;
+    // pipewire-pulse answers a load before it lists the new sink, and drops the stand-in sink it
+    // keeps while there is none only after that.
+    const bool listed = waitFor("the sinks", [&] {
+        const std::string sinks = output("pactl list short sinks");
+        for (const std::string& sink : script.sinks) {
+            if (sinks.find("\t" + sink + "\t") == std::string::npos) return false;
+        }
+        return script.sinks.empty() || sinks.find("\tauto_null\t") == std::string::npos;
+    });
+    if (!listed) return false;
+    // A default is stored in WirePlumber's metadata, which pipewire-pulse cannot reach before
+    // WirePlumber has made it: until then the command fails, and is simply given again.
+    for (const std::string& setting : script.settings) {
+        if (!waitFor(setting, [&] { return run(setting) == 0; })) return false;
+    }
+    // WirePlumber picks the default from the one asked for.
+    return script.defaultSink.empty() || waitFor("the default sink " + script.defaultSink, [&] {
+               return trimmed(output("pactl get-default-sink")) == script.defaultSink;
+           });
 }
 
 void PrivatePipeWireServer::kill() {
@@ -158,7 +198,7 @@ void PrivatePipeWireServer::kill() {
 }
 
 std::string PrivatePipeWireServer::logs() const {
-    std::string text;
+    std::string text = problem_.empty() ? "" : "PipeWire did not start: " + problem_ + "\n";
     for (const char* daemon : {"pipewire", "wireplumber", "pipewire-pulse", "dbus-daemon"})
         text += tail(daemon, folder_ / (std::string(daemon) + ".log"));
     return text;

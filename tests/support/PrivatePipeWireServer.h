@@ -1,5 +1,6 @@
 #pragma once
 
+#include <functional>
 #include <memory>
 
 #include "ChildProcess.h"
@@ -27,7 +28,9 @@ class PrivatePipeWireServer : public PrivateSoundServer {
                                         std::vector<std::string> arguments = {}) const;
     bool launch();
     bool loadDevices();
-    bool alive() const;
+    bool runAll(const std::vector<std::string>& commands);
+    // Waits until the condition holds, and says why not (a daemon ended, or the time ran out).
+    bool waitFor(const std::string& what, const std::function<bool()>& condition);
 
     std::filesystem::path runtime_;
     std::vector<std::string> environment_;
@@ -35,6 +38,7 @@ class PrivatePipeWireServer : public PrivateSoundServer {
     std::unique_ptr<ChildProcess> pipeWire_;
     std::unique_ptr<ChildProcess> wirePlumber_;
     std::unique_ptr<ChildProcess> pulse_;
+    std::string problem_;
 };
 
 }  // namespace sorix::testing
