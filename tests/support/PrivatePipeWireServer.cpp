@@ -197,7 +197,7 @@ void PrivatePipeWireServer::kill() {
     bus_.reset();
 }
 
-std::string PrivatePipeWireServer::logs() const {
+std::string PrivatePipeWireServer::daemonLogs() const {
     std::string text = problem_.empty() ? "" : "PipeWire did not start: " + problem_ + "\n";
     for (const char* daemon : {"pipewire", "wireplumber", "pipewire-pulse", "dbus-daemon"})
         text += tail(daemon, folder_ / (std::string(daemon) + ".log"));

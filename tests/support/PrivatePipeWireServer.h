@@ -21,9 +21,9 @@ class PrivatePipeWireServer : public PrivateSoundServer {
     bool start() override;
     void kill() override;
     bool running() const override { return pulse_ != nullptr; }
-    std::string logs() const override;
 
   private:
+    std::string daemonLogs() const override;
     std::unique_ptr<ChildProcess> spawn(const std::string& program,
                                         std::vector<std::string> arguments = {}) const;
     bool launch();

@@ -38,6 +38,8 @@ bool PrivatePulseServer::start() {
 
 void PrivatePulseServer::kill() { daemon_.reset(); }
 
-std::string PrivatePulseServer::logs() const { return tail("pulseaudio", folder_ / "daemon.log"); }
+std::string PrivatePulseServer::daemonLogs() const {
+    return tail("pulseaudio", folder_ / "daemon.log");
+}
 
 }  // namespace sorix::testing

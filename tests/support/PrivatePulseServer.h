@@ -17,9 +17,9 @@ class PrivatePulseServer : public PrivateSoundServer {
     bool start() override;
     void kill() override;
     bool running() const override { return daemon_ != nullptr; }
-    std::string logs() const override;
 
   private:
+    std::string daemonLogs() const override;
     std::unique_ptr<ChildProcess> daemon_;
 };
 

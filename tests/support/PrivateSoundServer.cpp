@@ -81,6 +81,17 @@ std::string PrivateSoundServer::output(const std::string& command) const {
     return result;
 }
 
+std::string PrivateSoundServer::logs() const {
+    std::string text;
+    if (running()) {
+        text = "--- sinks and streams\n" +
+               output(
+                   "pactl list short sinks 2>&1; pactl list sink-inputs 2>&1 | grep -E "
+                   "'^Sink Input|Sink:|Corked:|media.name|node.name|target.object'");
+    }
+    return text + daemonLogs();
+}
+
 std::string PrivateSoundServer::tail(const std::string& daemon,
                                      const std::filesystem::path& log) const {
     constexpr std::size_t kLines = 40;

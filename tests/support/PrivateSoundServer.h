@@ -39,8 +39,9 @@ class PrivateSoundServer {
     // SIGKILL to every daemon of the server at once, as a crash would.
     virtual void kill() = 0;
     virtual bool running() const = 0;
-    // What the daemons logged, for the output of a failed test.
-    virtual std::string logs() const = 0;
+    // For the output of a failed test: the sinks and the streams on them, as pactl lists them
+    // while the server runs, and the last of what its daemons logged.
+    std::string logs() const;
 
     // Runs a shell command with this server as its PULSE_SERVER; returns its exit status.
     int run(const std::string& command) const;
@@ -54,6 +55,8 @@ class PrivateSoundServer {
     static std::string imitatedDevices();
 
   protected:
+    virtual std::string daemonLogs() const = 0;
+
     PrivateSoundServer(const std::string& folderPrefix, std::string devices,
                        std::vector<std::string> programs);
     // Points this process's PulseAudio clients, and the programs it starts, at the socket.
