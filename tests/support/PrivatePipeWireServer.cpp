@@ -84,7 +84,7 @@ PrivatePipeWireServer::PrivatePipeWireServer(std::string devices)
                     "XDG_STATE_HOME=" + (folder_ / "state").string(),
                     "XDG_CONFIG_HOME=" + (folder_ / "config").string(),
                     "DBUS_SESSION_BUS_ADDRESS=unix:path=" + (runtime_ / "bus").string(),
-                    // Nor may it ring a desktop's bell.
+                    // Nor may pipewire's X11 bell module join a desktop's display.
                     "DISPLAY=", "WAYLAND_DISPLAY="};
     pointClientsAt(runtime_ / "pulse/native");
     ::setenv("XDG_RUNTIME_DIR", runtime_.c_str(), 1);

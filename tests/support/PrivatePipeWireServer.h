@@ -9,9 +9,11 @@
 namespace sorix::testing {
 
 // PipeWire as a desktop runs it, privately: a session bus of its own, the pipewire daemon,
-// WirePlumber and pipewire-pulse with their stock configurations, in a runtime, state and
-// configuration folder of the test's own (so WirePlumber's saved stream state starts empty and
-// never touches a user's). The devices are null sinks made through pactl once it answers.
+// WirePlumber and pipewire-pulse with their stock configurations (WirePlumber without its
+// hardware monitors), in a runtime, state and configuration folder of the test's own, so
+// WirePlumber's saved stream state starts empty and never touches a user's; like a crashed
+// server's, it outlives a kill() into the next start(). The devices are null sinks made through
+// pactl once pipewire-pulse answers, again on every start.
 class PrivatePipeWireServer : public PrivateSoundServer {
   public:
     explicit PrivatePipeWireServer(std::string devices);
