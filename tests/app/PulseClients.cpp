@@ -126,4 +126,12 @@ std::optional<unsigned> moduleOfSink(const std::string& sinkName) {
     return std::nullopt;
 }
 
+std::string sinkProperty(const std::string& sinkName, const std::string& key) {
+    for (const auto& sink : pactlList("sinks")) {
+        if (sink.value("name", "") != sinkName) continue;
+        return sink.value("properties", nlohmann::json::object()).value(key, "");
+    }
+    return {};
+}
+
 }  // namespace sorix::testing

@@ -33,5 +33,7 @@ std::vector<std::string> tapSinks();
 std::string defaultSink();
 // The module that made the sink, for pulling it as an unplugged device would go.
 std::optional<unsigned> moduleOfSink(const std::string& sink);
+// One of the sink's properties; empty when it has no such property or there is no such sink.
+std::string sinkProperty(const std::string& sink, const std::string& key);
 
 }  // namespace sorix::testing
