@@ -234,6 +234,11 @@ TEST(SinkTransportTest, PropertiesAndPortsNameTheTransport) {
               Transport::aggregate);
     EXPECT_EQ(transport({{"device.class", "filter"}}), Transport::virtualDevice);
     EXPECT_EQ(transport({{"device.class", "sound"}}), std::nullopt);
+    // PipeWire's null sinks say what they are only by their factory, unless given a bus.
+    EXPECT_EQ(transport({{"factory.name", "support.null-audio-sink"}}), Transport::virtualDevice);
+    EXPECT_EQ(transport({{"factory.name", "support.null-audio-sink"}, {"device.bus", "usb"}}),
+              Transport::usb);
+    EXPECT_EQ(transport({{"factory.name", "api.alsa.pcm.sink"}}), std::nullopt);
 }
 
 }  // namespace
