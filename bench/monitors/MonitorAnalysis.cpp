@@ -1,0 +1,195 @@
+// What sorix_monitor_recorder recorded, measured:
+//
+//   sorix_monitor_analysis align PREFIX.N...
+//       each recording's first frame on the monotonic clock, by arrivals and by the server's
+//       timing, with the spread of the estimates (ms)
+//   sorix_monitor_analysis offset FROM TO
+//       how many seconds after FROM's first frame TO's first frame passed its sink
+//   sorix_monitor_analysis clicks FROM TO [--align arrival|server]
+//       every click on the right channel of recording FROM, and how much later the same click
+//       passes in recording TO: one line "SECONDS DELAY_MS", or "SECONDS lost" when TO has none
+//       within the next 480 ms (a click every 500 ms at most is what keeps the match unique);
+//       SECONDS counts from the start of FROM
+//   sorix_monitor_analysis gaps PREFIX.N [--skip SECONDS]
+//       every run of at least 2 ms (96 frames) of near silence (below 0.01) on the left channel,
+//       which carries a continuous tone: one line "SECONDS LENGTH_MS" each
+//
+// PREFIX.N names a recording without its .f32 or .times ending.
+#include <cmath>
+#include <cstdio>
+#include <cstdlib>
+#include <string>
+#include <vector>
+
+#include "MonitorTimeline.h"
+
+namespace {
+
+using sorix::bench::Alignment;
+using sorix::bench::kRate;
+using sorix::bench::Recording;
+using sorix::bench::StartTime;
+
+constexpr int kToneChannel = 0;
+constexpr int kClickChannel = 1;
+// Clicks are 0.5 high; half way up marks the edge, to a fraction of a frame.
+constexpr float kClickThreshold = 0.25f;
+// A click's own length and its ringing after a resampler stay well inside this.
+constexpr double kClickRefractorySeconds = 0.1;
+constexpr double kEarliestMatchSeconds = -0.005;
+constexpr double kLatestMatchSeconds = 0.480;
+constexpr float kSilenceFloor = 0.01f;
+constexpr std::size_t kGapFrames = 96;
+
+int usage() {
+    std::fprintf(stderr,
+                 "usage: sorix_monitor_analysis align PREFIX.N...\n"
+                 "       sorix_monitor_analysis offset FROM TO\n"
+                 "       sorix_monitor_analysis clicks FROM TO [--align arrival|server]\n"
+                 "       sorix_monitor_analysis gaps PREFIX.N [--skip SECONDS]\n");
+    return 2;
+}
+
+bool load(const std::string& prefix, Recording& recording) {
+    if (sorix::bench::loadRecording(prefix, recording)) return true;
+    std::fprintf(stderr, "cannot read the recording %s(.f32, .times)\n", prefix.c_str());
+    return false;
+}
+
+// Rising edges through the threshold, in frames with the fraction the straight line between
+// two frames puts them at.
+std::vector<double> clickEdges(const Recording& recording) {
+    std::vector<double> edges;
+    const auto refractory = static_cast<std::size_t>(kClickRefractorySeconds * kRate);
+    std::size_t quietSince = 0;
+    for (std::size_t frame = 1; frame < recording.frames(); ++frame) {
+        const float now = recording.at(frame, kClickChannel);
+        if (now < kClickThreshold) continue;
+        const float before = recording.at(frame - 1, kClickChannel);
+        if (before < kClickThreshold && frame >= quietSince) {
+            const double fraction = (kClickThreshold - before) / (now - before);
+            edges.push_back(static_cast<double>(frame - 1) + fraction);
+        }
+        quietSince = frame + refractory;
+    }
+    return edges;
+}
+
+int align(const std::vector<std::string>& prefixes) {
+    for (const std::string& prefix : prefixes) {
+        Recording recording;
+        if (!load(prefix, recording)) return 1;
+        const StartTime arrival = startTime(recording, Alignment::arrival);
+        const StartTime server = startTime(recording, Alignment::server);
+        std::printf(
+            "%s arrival %.3f ms (spread %.3f over %zu s) server %.3f ms (spread %.3f over "
+            "%zu s)\n",
+            prefix.c_str(), arrival.ns / 1e6, arrival.spreadNs / 1e6, arrival.estimates,
+            server.ns / 1e6, server.spreadNs / 1e6, server.estimates);
+    }
+    return 0;
+}
+
+int offset(const std::string& fromPrefix, const std::string& toPrefix) {
+    Recording from;
+    Recording to;
+    if (!load(fromPrefix, from) || !load(toPrefix, to)) return 1;
+    const StartTime fromStart = startTime(from, Alignment::server);
+    const StartTime toStart = startTime(to, Alignment::server);
+    if (!fromStart.valid() || !toStart.valid()) return 1;
+    std::printf("%.6f\n", (toStart.ns - fromStart.ns) / 1e9);
+    return 0;
+}
+
+int clicks(const std::string& fromPrefix, const std::string& toPrefix, Alignment alignment) {
+    Recording from;
+    Recording to;
+    if (!load(fromPrefix, from) || !load(toPrefix, to)) return 1;
+    const StartTime fromStart = startTime(from, alignment);
+    const StartTime toStart = startTime(to, alignment);
+    if (!fromStart.valid() || !toStart.valid()) {
+        std::fprintf(stderr, "too short a recording to place on the timeline\n");
+        return 1;
+    }
+    std::printf("# start of TO after FROM: %.3f ms; spread of the estimates %.3f and %.3f ms\n",
+                (toStart.ns - fromStart.ns) / 1e6, fromStart.spreadNs / 1e6,
+                toStart.spreadNs / 1e6);
+    const std::vector<double> sent = clickEdges(from);
+    const std::vector<double> passed = clickEdges(to);
+    // Both on the monotonic clock, in seconds.
+    const auto when = [](const StartTime& start, double frame) {
+        return start.ns / 1e9 + frame / kRate;
+    };
+    const double toEnd = when(toStart, static_cast<double>(to.frames()));
+    std::size_t next = 0;
+    for (double edge : sent) {
+        const double at = when(fromStart, edge);
+        while (next < passed.size() && when(toStart, passed[next]) < at + kEarliestMatchSeconds)
+            ++next;
+        // A click so near the end that TO stops before its match would be due says nothing.
+        if (at + kLatestMatchSeconds > toEnd) break;
+        const double delay =
+            next < passed.size() ? when(toStart, passed[next]) - at : kLatestMatchSeconds + 1.0;
+        if (delay > kLatestMatchSeconds) {
+            std::printf("%.3f lost\n", edge / kRate);
+            continue;
+        }
+        std::printf("%.3f %.3f\n", edge / kRate, delay * 1e3);
+        ++next;
+    }
+    return 0;
+}
+
+int gaps(const std::string& prefix, double skipSeconds) {
+    Recording recording;
+    if (!load(prefix, recording)) return 1;
+    const auto first = static_cast<std::size_t>(skipSeconds * kRate);
+    std::size_t quiet = 0;
+    const auto report = [&](std::size_t end) {
+        if (quiet >= kGapFrames)
+            std::printf("%.3f %.2f\n", static_cast<double>(end - quiet) / kRate,
+                        static_cast<double>(quiet) * 1e3 / kRate);
+    };
+    for (std::size_t frame = first; frame < recording.frames(); ++frame) {
+        if (std::fabs(recording.at(frame, kToneChannel)) < kSilenceFloor) {
+            ++quiet;
+            continue;
+        }
+        report(frame);
+        quiet = 0;
+    }
+    report(recording.frames());
+    return 0;
+}
+
+}  // namespace
+
+int main(int argc, char** argv) {
+    const std::vector<std::string> arguments(argv + 1, argv + argc);
+    if (arguments.empty()) return usage();
+    const std::string& command = arguments[0];
+    if (command == "align" && arguments.size() >= 2)
+        return align({arguments.begin() + 1, arguments.end()});
+    if (command == "offset" && arguments.size() == 3) return offset(arguments[1], arguments[2]);
+    if (command == "clicks" && (arguments.size() == 3 || arguments.size() == 5)) {
+        Alignment alignment = Alignment::arrival;
+        if (arguments.size() == 5) {
+            if (arguments[3] != "--align") return usage();
+            if (arguments[4] == "server")
+                alignment = Alignment::server;
+            else if (arguments[4] != "arrival")
+                return usage();
+        }
+        return clicks(arguments[1], arguments[2], alignment);
+    }
+    if (command == "gaps" && (arguments.size() == 2 || arguments.size() == 4)) {
+        double skip = 0.0;
+        if (arguments.size() == 4) {
+            if (arguments[2] != "--skip") return usage();
+            skip = std::strtod(arguments[3].c_str(), nullptr);
+            if (!(skip >= 0.0 && skip < 3600.0)) return usage();
+        }
+        return gaps(arguments[1], skip);
+    }
+    return usage();
+}
