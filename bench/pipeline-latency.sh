@@ -8,15 +8,18 @@
 # "speakers", before Sorix starts, and Sorix moves it onto its tap; with the loopback it plays
 # into a null sink "loop_in" that the loopback copies to the speakers. One recorder
 # (sorix_monitor_recorder) records the monitor where the sound enters (the tap, or loop_in) and
-# the speakers' monitor together, from the moment Sorix reports its pipeline alive, or from the
-# loopback's start.
+# the speakers' monitor together, from the moment the tap exists, or from the loopback's start.
 #
-#   latency  each click's delay from the entry monitor to the speakers' monitor. The clicks of
-#            the first START seconds show the start; the rest give median, p10, p90 and max.
-#            "lost" counts clicks that never reached the speakers within 480 ms.
+#   latency  each click's delay from the moment it passes the entry sink to the moment it
+#            passes the speakers: what the pipeline adds to a sink's own latency, the same
+#            quantity module-loopback's latency_msec sets on PulseAudio. The clicks of the first
+#            3 s show the start; the rest give median, p10, p90 and max. "lost" counts clicks
+#            that did not reach the speakers within 480 ms. At the start on PulseAudio the
+#            speakers may play for a second or two what they rendered ahead before Sorix joined
+#            them, which no recording started later can see: their first clicks count as lost.
 #   gaps     runs of 2 ms (96 frames) or more of near silence (below 0.01) in the tone on the
-#            speakers, after the first START seconds; also counted on the entry monitor, where
-#            any would come from the player or the server, not from the pipeline.
+#            speakers, leaving out the first 3 s (the start); also counted on the entry monitor,
+#            where any would come from the player or the server, not from the pipeline.
 #
 # Putting two recordings on one timeline: for every read the recorder asks the server for a
 # timing report, which gives the server's count of the stream's frames at a moment of its clock,
@@ -26,11 +29,11 @@
 # PulseAudio but not on PipeWire, whose PulseAudio server may hold a completed fragment back for
 # a cycle or two, differently for each stream. `--validate` checks the method:
 #   - the same monitor recorded twice must come out 0 ms apart: measured within 0.01 ms on
-#     PulseAudio and 0.2 ms on PipeWire;
+#     PulseAudio and 0.05 ms on PipeWire (arrival times: 5 to 11 ms off on PipeWire);
 #   - module-loopback at 20 and at 40 ms: on PulseAudio, which holds the loopback at the latency
-#     asked for, 20.0 and 39.9 ms (arrival times agree within 0.1 ms); on PipeWire 0.3.65, whose
-#     loopback asks a graph cycle of a third of it, 25.4 and 50.7 ms, in proportion to the cycle
-#     (256 and 512 frames) as it must be.
+#     asked for, 20.0 and 40.0 ms (arrival times agree within 0.05 ms); on PipeWire 0.3.65,
+#     whose loopback asks a graph cycle of a third of it, 25.3 and 50.6 ms, in proportion to
+#     the cycle (256 and 512 frames) as they must be.
 # So the figures hold to about 0.2 ms; a click's edge is found to a fraction of a frame.
 #
 #   bash bench/pipeline-latency.sh [SECONDS]             (each set-up records SECONDS, default 30)
@@ -38,7 +41,8 @@
 #
 # SORIX_BIN names the program (default build/bin/sorix); SORIX_BENCH_SERVERS the servers
 # (default "pulseaudio pipewire"); SORIX_BENCH_KEEP=1 keeps the recordings and logs. Needs the
-# recorder and analysis tools built in build/.
+# recorder and analysis tools built in build/. The default run takes about two and a half
+# minutes.
 set -euo pipefail
 cd "$(dirname "$0")/.."
 source bench/private-server.sh

@@ -1,8 +1,8 @@
 // What sorix_monitor_recorder recorded, measured:
 //
 //   sorix_monitor_analysis align PREFIX.N...
-//       each recording's first frame on the monotonic clock, by arrivals and by the server's
-//       timing, with the spread of the estimates (ms)
+//       each recording's first frame by arrivals (monotonic clock) and by the server's reports
+//       (its clock), with the spread of the estimates (ms)
 //   sorix_monitor_analysis offset FROM TO
 //       how many seconds after FROM's first frame TO's first frame passed its sink
 //   sorix_monitor_analysis clicks FROM TO [--align arrival|server]
@@ -14,13 +14,14 @@
 //       every run of at least 2 ms (96 frames) of near silence (below 0.01) on the left channel,
 //       which carries a continuous tone: one line "SECONDS LENGTH_MS" each
 //
-// PREFIX.N names a recording without its .f32 or .times ending.
+// PREFIX.N names a recording without its .f32, .reads or .reports ending.
 #include <cmath>
 #include <cstdio>
 #include <cstdlib>
 #include <string>
 #include <vector>
 
+#include "MonitorMeasures.h"
 #include "MonitorTimeline.h"
 
 namespace {
@@ -29,17 +30,6 @@ using sorix::bench::Alignment;
 using sorix::bench::kRate;
 using sorix::bench::Recording;
 using sorix::bench::StartTime;
-
-constexpr int kToneChannel = 0;
-constexpr int kClickChannel = 1;
-// Clicks are 0.5 high; half way up marks the edge, to a fraction of a frame.
-constexpr float kClickThreshold = 0.25f;
-// A click's own length and its ringing after a resampler stay well inside this.
-constexpr double kClickRefractorySeconds = 0.1;
-constexpr double kEarliestMatchSeconds = -0.005;
-constexpr double kLatestMatchSeconds = 0.480;
-constexpr float kSilenceFloor = 0.01f;
-constexpr std::size_t kGapFrames = 96;
 
 int usage() {
     std::fprintf(stderr,
@@ -52,27 +42,8 @@ int usage() {
 
 bool load(const std::string& prefix, Recording& recording) {
     if (sorix::bench::loadRecording(prefix, recording)) return true;
-    std::fprintf(stderr, "cannot read the recording %s(.f32, .times)\n", prefix.c_str());
+    std::fprintf(stderr, "cannot read the recording %s (.f32, .reads, .reports)\n", prefix.c_str());
     return false;
-}
-
-// Rising edges through the threshold, in frames with the fraction the straight line between
-// two frames puts them at.
-std::vector<double> clickEdges(const Recording& recording) {
-    std::vector<double> edges;
-    const auto refractory = static_cast<std::size_t>(kClickRefractorySeconds * kRate);
-    std::size_t quietSince = 0;
-    for (std::size_t frame = 1; frame < recording.frames(); ++frame) {
-        const float now = recording.at(frame, kClickChannel);
-        if (now < kClickThreshold) continue;
-        const float before = recording.at(frame - 1, kClickChannel);
-        if (before < kClickThreshold && frame >= quietSince) {
-            const double fraction = (kClickThreshold - before) / (now - before);
-            edges.push_back(static_cast<double>(frame - 1) + fraction);
-        }
-        quietSince = frame + refractory;
-    }
-    return edges;
 }
 
 int align(const std::vector<std::string>& prefixes) {
@@ -114,28 +85,20 @@ int clicks(const std::string& fromPrefix, const std::string& toPrefix, Alignment
     std::printf("# start of TO after FROM: %.3f ms; spread of the estimates %.3f and %.3f ms\n",
                 (toStart.ns - fromStart.ns) / 1e6, fromStart.spreadNs / 1e6,
                 toStart.spreadNs / 1e6);
-    const std::vector<double> sent = clickEdges(from);
-    const std::vector<double> passed = clickEdges(to);
-    // Both on the monotonic clock, in seconds.
-    const auto when = [](const StartTime& start, double frame) {
-        return start.ns / 1e9 + frame / kRate;
-    };
-    const double toEnd = when(toStart, static_cast<double>(to.frames()));
-    std::size_t next = 0;
-    for (double edge : sent) {
-        const double at = when(fromStart, edge);
-        while (next < passed.size() && when(toStart, passed[next]) < at + kEarliestMatchSeconds)
-            ++next;
-        // A click so near the end that TO stops before its match would be due says nothing.
-        if (at + kLatestMatchSeconds > toEnd) break;
-        const double delay =
-            next < passed.size() ? when(toStart, passed[next]) - at : kLatestMatchSeconds + 1.0;
-        if (delay > kLatestMatchSeconds) {
-            std::printf("%.3f lost\n", edge / kRate);
-            continue;
-        }
-        std::printf("%.3f %.3f\n", edge / kRate, delay * 1e3);
-        ++next;
+    // Both on the one clock, in seconds.
+    std::vector<double> sent = sorix::bench::clickEdges(from);
+    std::vector<double> passed = sorix::bench::clickEdges(to);
+    for (double& edge : sent)
+        edge = fromStart.ns / 1e9 + edge / kRate;
+    for (double& edge : passed)
+        edge = toStart.ns / 1e9 + edge / kRate;
+    const double toEnd = toStart.ns / 1e9 + static_cast<double>(to.frames()) / kRate;
+    for (const auto& click : sorix::bench::matchClicks(sent, passed, toEnd)) {
+        const double since = click.sentSeconds - fromStart.ns / 1e9;
+        if (click.lost)
+            std::printf("%.3f lost\n", since);
+        else
+            std::printf("%.3f %.3f\n", since, click.delaySeconds * 1e3);
     }
     return 0;
 }
@@ -144,21 +107,9 @@ int gaps(const std::string& prefix, double skipSeconds) {
     Recording recording;
     if (!load(prefix, recording)) return 1;
     const auto first = static_cast<std::size_t>(skipSeconds * kRate);
-    std::size_t quiet = 0;
-    const auto report = [&](std::size_t end) {
-        if (quiet >= kGapFrames)
-            std::printf("%.3f %.2f\n", static_cast<double>(end - quiet) / kRate,
-                        static_cast<double>(quiet) * 1e3 / kRate);
-    };
-    for (std::size_t frame = first; frame < recording.frames(); ++frame) {
-        if (std::fabs(recording.at(frame, kToneChannel)) < kSilenceFloor) {
-            ++quiet;
-            continue;
-        }
-        report(frame);
-        quiet = 0;
-    }
-    report(recording.frames());
+    for (const auto& gap : sorix::bench::silentGaps(recording, first))
+        std::printf("%.3f %.2f\n", static_cast<double>(gap.firstFrame) / kRate,
+                    static_cast<double>(gap.frames) * 1e3 / kRate);
     return 0;
 }
 
