@@ -21,20 +21,20 @@
 #            speakers, leaving out the first 3 s (the start); also counted on the entry monitor,
 #            where any would come from the player or the server, not from the pipeline.
 #
-# Putting two recordings on one timeline: for every read the recorder asks the server for a
-# timing report, which gives the server's count of the stream's frames at a moment of its clock,
-# less what the sink has rendered ahead (PulseAudio's null sinks render up to a block ahead).
-# Each report can only be late, so the earliest of each second stands for that second and the
-# median of those for the run. The alternative, the arrival times of the reads, is exact on
-# PulseAudio but not on PipeWire, whose PulseAudio server may hold a completed fragment back for
-# a cycle or two, differently for each stream. `--validate` checks the method:
-#   - the same monitor recorded twice must come out 0 ms apart: measured within 0.01 ms on
+# Putting two recordings on one timeline: after its reads (at most every 50 ms) the recorder
+# asks the server for a timing report, which gives the server's count of the stream's frames at
+# a moment of its clock, less what the sink has rendered ahead (PulseAudio's null sinks render up
+# to a block ahead). Each report can only be late, so the earliest of each second stands for that
+# second and the median of those for the run. The alternative, the arrival times of the reads,
+# is exact on PulseAudio but not on PipeWire, whose PulseAudio server may hold a completed
+# fragment back for a cycle or two, differently for each stream. `--validate` checks the method:
+#   - the same monitor recorded twice must come out 0 ms apart: measured within 0.02 ms on
 #     PulseAudio and 0.05 ms on PipeWire (arrival times: 5 to 11 ms off on PipeWire);
 #   - module-loopback at 20 and at 40 ms: on PulseAudio, which holds the loopback at the latency
-#     asked for, 20.0 and 40.0 ms (arrival times agree within 0.05 ms); on PipeWire 0.3.65,
-#     whose loopback asks a graph cycle of a third of it, 25.3 and 50.6 ms, in proportion to
-#     the cycle (256 and 512 frames) as they must be.
-# So the figures hold to about 0.2 ms; a click's edge is found to a fraction of a frame.
+#     asked for, 20.0 to 20.1 and 40.0 to 40.3 ms over four runs, within 0.25 ms of what the
+#     arrival times give; on PipeWire 0.3.65, whose loopback asks a graph cycle of a third of
+#     it, 25.3 and 50.6 ms, in proportion to the cycle (256 and 512 frames) as they must be.
+# So the figures hold to about 0.3 ms; a click's edge is found to a fraction of a frame.
 #
 #   bash bench/pipeline-latency.sh [SECONDS]             (each set-up records SECONDS, default 30)
 #   bash bench/pipeline-latency.sh --validate [SECONDS]  (default 15)
@@ -152,6 +152,11 @@ measure() {
     printf '%s %s %s %s\n' "$label" "$(click_summary <"$prefix.clicks")" \
         "$(gap_summary <"$prefix.gaps")" "$(gap_summary <"$prefix.entry-gaps")" >>"$work/results"
     printf '%-24s%s\n' "$label" "$(click_start <"$prefix.clicks")" >>"$work/starts"
+    # Where the gaps are, on the speakers' own time (s from its recording's start).
+    awk -v label="$label" '
+        { n++; if ($2 > longest) { longest = $2; at = $1 }; if (n == 1) first = $1; last = $1 }
+        END { if (n) printf "%-24s %d from %.2f s to %.2f s, the longest %.1f ms at %.2f s\n",
+                            label, n, first, last, longest, at }' "$prefix.gaps" >>"$work/gaps"
     [ -n "${SORIX_BENCH_KEEP:-}" ] || rm -f "$prefix".[12].*
 }
 
@@ -212,6 +217,7 @@ run_validation() {
 
 : >"$work/results"
 : >"$work/starts"
+: >"$work/gaps"
 : >"$work/servers"
 for kind in $servers; do
     private_server_start "$kind"
@@ -249,3 +255,7 @@ while read -r kind setup clicks lost median p10 p90 max gaps gap_ms entry_gaps e
 done <"$work/results"
 echo "start: each click's delay (ms) over the first $start_seconds s, one click per 500 ms"
 cat "$work/starts"
+if [ -s "$work/gaps" ]; then
+    echo "gaps on the speakers (s from the start of their recording):"
+    cat "$work/gaps"
+fi

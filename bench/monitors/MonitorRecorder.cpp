@@ -1,7 +1,7 @@
 // Records several sources of one sound server at once, on one context and one threaded main
 // loop, so that the recordings can be put on one timeline afterwards. Two records of each stream
 // serve that: for every read, how many frames the stream has delivered so far and when they
-// arrived (monotonic clock); and after every read, the server's own account (a timing report),
+// arrived (monotonic clock); and after reads, the server's own account (a timing report),
 // which says where its count of the stream stood at a moment of its clock (wall clock) and how
 // much of that the sink had rendered ahead of time. sorix_monitor_analysis turns either into the
 // moment each stream's first frame passed its sink.
@@ -38,6 +38,10 @@ constexpr std::size_t kFrameBytes = kChannels * sizeof(float);
 // of any cycle the pipeline itself runs at, so every fragment ends where a cycle ends, and the
 // recorder does not shorten the cycle.
 constexpr long kFragmentFrames = 4096;
+// Each report costs the server a round trip to the sink's thread, so they are asked for after a
+// read at most this often: enough for each second's earliest to be nearly on time, and few
+// enough to leave the sinks' timing alone.
+constexpr int64_t kReportIntervalNs = 50000000;
 
 int64_t monotonicNs() {
     timespec now{};
@@ -65,6 +69,7 @@ struct Recording {
     std::vector<Report> reports;
     uint64_t holeFrames = 0;
     bool reportAsked = false;
+    int64_t lastAskedNs = 0;
 };
 
 void onReport(pa_stream* stream, int success, void* data) {
@@ -98,9 +103,10 @@ void onRead(pa_stream* stream, size_t, void* data) {
         pa_stream_drop(stream);
     }
     recording->reads.push_back({recording->samples.size() / kChannels, arrival});
-    if (recording->reportAsked) return;
+    if (recording->reportAsked || arrival - recording->lastAskedNs < kReportIntervalNs) return;
     if (pa_operation* asked = pa_stream_update_timing_info(stream, onReport, recording)) {
         recording->reportAsked = true;
+        recording->lastAskedNs = arrival;
         pa_operation_unref(asked);
     }
 }
