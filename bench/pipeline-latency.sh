@@ -53,10 +53,10 @@ if [ "${1:-}" = --validate ]; then
     shift
 fi
 seconds="${1:-$($validate && echo 15 || echo 30)}"
-[[ "$seconds" =~ ^[0-9]+$ ]] && [ "$seconds" -ge 10 ] || {
+if ! [[ "$seconds" =~ ^[0-9]+$ && "$seconds" -ge 10 ]]; then
     echo "usage: bash bench/pipeline-latency.sh [--validate] [SECONDS >= 10]" >&2
     exit 2
-}
+fi
 sorix="${SORIX_BIN:-build/bin/sorix}"
 servers="${SORIX_BENCH_SERVERS:-pulseaudio pipewire}"
 recorder=build/bench/monitors/sorix_monitor_recorder

@@ -1,3 +1,4 @@
+# shellcheck shell=bash
 # A private sound server for the benches, of either kind, that touches nothing of a user's
 # session: its own folders, socket and (for PipeWire) session bus, started and stopped by pid.
 # Source it from bash, then:
@@ -97,7 +98,8 @@ _private_server_start_pipewire() {
     unset PIPEWIRE_REMOTE
     # WirePlumber wants a session bus; a private one keeps it off any desktop's.
     bus="$(dbus-daemon --session --fork --print-address=1 --print-pid=1 --nopidfile)" || return 1
-    export DBUS_SESSION_BUS_ADDRESS="$(sed -n 1p <<<"$bus")"
+    DBUS_SESSION_BUS_ADDRESS="$(sed -n 1p <<<"$bus")"
+    export DBUS_SESSION_BUS_ADDRESS
     PRIVATE_SERVER_BUS_PID="$(sed -n 2p <<<"$bus")"
     pipewire >/dev/null 2>"$dir/pipewire.log" &
     PRIVATE_SERVER_PIDS+=($!)

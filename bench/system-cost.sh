@@ -27,10 +27,10 @@ source bench/private-server.sh
 
 seconds="${1:-10}"
 rounds="${SORIX_BENCH_ROUNDS:-3}"
-[[ "$seconds" =~ ^[0-9]+$ ]] && [ "$seconds" -ge 2 ] && [[ "$rounds" =~ ^[1-9][0-9]*$ ]] || {
+if ! [[ "$seconds" =~ ^[0-9]+$ && "$seconds" -ge 2 && "$rounds" =~ ^[1-9][0-9]*$ ]]; then
     echo "usage: bash bench/system-cost.sh [SECONDS >= 2]   (SORIX_BENCH_ROUNDS >= 1)" >&2
     exit 2
-}
+fi
 sorix="${SORIX_BIN:-build/bin/sorix}"
 servers="${SORIX_BENCH_SERVERS:-pulseaudio pipewire}"
 [ -x "$sorix" ] || { echo "$sorix is missing: cmake --build build --target sorix" >&2; exit 1; }
