@@ -142,6 +142,8 @@ measure() {
     local label="$1" entry="$2" prefix="$work/$1"
     "$recorder" "$seconds" "$prefix" "$entry.monitor" speakers.monitor >"$prefix.log"
     "$analysis" clicks "$prefix.1" "$prefix.2" --align server >"$prefix.clicks"
+    grep -qv "^#" "$prefix.clicks" ||
+        echo "warning: $label: no click passed $entry, so there is no delay to measure" >&2
     # The speakers' recording may begin later than the entry's (PulseAudio sends a monitor
     # nothing until its sink renders again): both leave out the same start, on one timeline.
     local later skip

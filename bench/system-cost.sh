@@ -112,6 +112,10 @@ run_sorix() {
         exit 1
     }
     measure "$1" Sorix "$2"
+    # A pipeline that runs but plays silence costs less than one that works: say so.
+    if grep "meter:" "$work/sorix.log" | tail -n 1 | grep -q "outPeak=0.0000"; then
+        echo "warning: $1 round $2: sorix played silence (its meter reads 0)" >&2
+    fi
     stop_programs
 }
 
