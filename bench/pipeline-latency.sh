@@ -74,8 +74,12 @@ work="$(mktemp -d /tmp/sorix-latency-XXXXXX)"
 sorix_pid=""
 player_pid=""
 stop_programs() {
-    [ -n "$sorix_pid" ] && kill -TERM "$sorix_pid" 2>/dev/null && wait "$sorix_pid" 2>/dev/null
-    [ -n "$player_pid" ] && kill -TERM "$player_pid" 2>/dev/null && wait "$player_pid" 2>/dev/null
+    local pid
+    for pid in $sorix_pid $player_pid; do
+        if kill -TERM "$pid" 2>/dev/null; then
+            wait "$pid" 2>/dev/null || true  # a program ended by the signal reports it
+        fi
+    done
     sorix_pid=""
     player_pid=""
 }
@@ -137,7 +141,7 @@ wait_for_tap() {
     return 1
 }
 
-# Records ENTRY's monitor and the speakers' monitor; prints the set-up's summary line.
+# Records ENTRY's monitor and the speakers' monitor, and adds the set-up's lines to the results.
 measure() {
     local label="$1" entry="$2" prefix="$work/$1"
     "$recorder" "$seconds" "$prefix" "$entry.monitor" speakers.monitor >"$prefix.log"
@@ -154,9 +158,10 @@ measure() {
     printf '%s %s %s %s\n' "$label" "$(click_summary <"$prefix.clicks")" \
         "$(gap_summary <"$prefix.gaps")" "$(gap_summary <"$prefix.entry-gaps")" >>"$work/results"
     printf '%-24s%s\n' "$label" "$(click_start <"$prefix.clicks")" >>"$work/starts"
-    # Where the gaps are, on the speakers' own time (s from its recording's start).
-    awk -v label="$label" '
-        { n++; if ($2 > longest) { longest = $2; at = $1 }; if (n == 1) first = $1; last = $1 }
+    # Where the gaps are, in seconds since the entry's recording began.
+    awk -v label="$label" -v later="$later" '
+        { t = $1 + later; n++; if ($2 > longest) { longest = $2; at = t }
+          if (n == 1) first = t; last = t }
         END { if (n) printf "%-24s %d from %.2f s to %.2f s, the longest %.1f ms at %.2f s\n",
                             label, n, first, last, longest, at }' "$prefix.gaps" >>"$work/gaps"
     [ -n "${SORIX_BENCH_KEEP:-}" ] || rm -f "$prefix".[12].*
@@ -258,6 +263,6 @@ done <"$work/results"
 echo "start: each click's delay (ms) over the first $start_seconds s, one click per 500 ms"
 cat "$work/starts"
 if [ -s "$work/gaps" ]; then
-    echo "gaps on the speakers (s from the start of their recording):"
+    echo "gaps on the speakers (s since the tap appeared, or the loopback started):"
     cat "$work/gaps"
 fi

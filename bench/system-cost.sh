@@ -41,8 +41,12 @@ work="$(mktemp -d /tmp/sorix-cost-XXXXXX)"
 sorix_pid=""
 player_pid=""
 stop_programs() {
-    [ -n "$sorix_pid" ] && kill -TERM "$sorix_pid" 2>/dev/null && wait "$sorix_pid" 2>/dev/null
-    [ -n "$player_pid" ] && kill -TERM "$player_pid" 2>/dev/null && wait "$player_pid" 2>/dev/null
+    local pid
+    for pid in $sorix_pid $player_pid; do
+        if kill -TERM "$pid" 2>/dev/null; then
+            wait "$pid" 2>/dev/null || true  # a program ended by the signal reports it
+        fi
+    done
     sorix_pid=""
     player_pid=""
 }
