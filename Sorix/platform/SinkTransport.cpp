@@ -50,10 +50,10 @@ std::optional<uint32_t> sinkTransport(const SinkDescriptionForTransport& sink) {
     if (contains(driver, "combine")) return Transport::aggregate;
     if (deviceClass == "abstract" || deviceClass == "filter") return Transport::virtualDevice;
     if (bus == "pci" || bus == "platform" || bus == "isa") return Transport::builtIn;
-    // PipeWire's null sinks and virtual nodes carry no device class unless one is given; what
-    // says otherwise (a bus, as above) wins.
-    if (property(sink, "factory.name") == "support.null-audio-sink" ||
-        property(sink, "node.virtual") == "true")
+    // PipeWire's null sinks and virtual nodes carry no device class unless one is given; a class
+    // or a bus that was given says more.
+    if (deviceClass.empty() && (property(sink, "factory.name") == "support.null-audio-sink" ||
+                                property(sink, "node.virtual") == "true"))
         return Transport::virtualDevice;
     return std::nullopt;
 }

@@ -234,8 +234,10 @@ TEST(SinkTransportTest, PropertiesAndPortsNameTheTransport) {
               Transport::aggregate);
     EXPECT_EQ(transport({{"device.class", "filter"}}), Transport::virtualDevice);
     EXPECT_EQ(transport({{"device.class", "sound"}}), std::nullopt);
-    // PipeWire's null sinks say what they are only by their factory, unless given a bus.
+    // PipeWire's null sinks say what they are only by their factory, unless given a class or bus.
     EXPECT_EQ(transport({{"factory.name", "support.null-audio-sink"}}), Transport::virtualDevice);
+    EXPECT_EQ(transport({{"factory.name", "support.null-audio-sink"}, {"device.class", "sound"}}),
+              std::nullopt);
     EXPECT_EQ(transport({{"factory.name", "support.null-audio-sink"}, {"device.bus", "usb"}}),
               Transport::usb);
     EXPECT_EQ(transport({{"factory.name", "api.alsa.pcm.sink"}}), std::nullopt);
