@@ -133,7 +133,7 @@ gap_summary() { awk '{ n++; total += $2 } END { printf "%d %.1f\n", n, total }';
 wait_for_tap() {
     local tap
     for _ in $(seq 500); do
-        tap="$(pactl list short sinks | awk '$2 ~ /^sorix_tap_/ { print $2; exit }')"
+        tap="$(pactl list short sinks | awk '$2 ~ /^sorix_tap(_|$)/ { print $2; exit }')"
         [ -n "$tap" ] && echo "$tap" && return 0
         kill -0 "$sorix_pid" 2>/dev/null || return 1
         sleep 0.02
