@@ -8,7 +8,7 @@
 # alternate (Sorix, loopback, Sorix, ...) for ROUNDS rounds in the same run, so that a change in
 # the machine's load shows in both, and each figure is the median of the rounds.
 #
-#   cpu %     CPU time (user + system, all threads, from /proc/PID/stat) over the window, as a
+#   cpu %     CPU time (all threads, from /proc/PID/task/*/schedstat) over the window, as a
 #             share of one core: the server (pulseaudio; or pipewire, wireplumber and
 #             pipewire-pulse, which hosts the loopback there) and sorix
 #   wakes/s   voluntary context switches per second, summed over the threads: how often a
@@ -35,7 +35,6 @@ sorix="${SORIX_BIN:-build/bin/sorix}"
 servers="${SORIX_BENCH_SERVERS:-pulseaudio pipewire}"
 [ -x "$sorix" ] || { echo "$sorix is missing: cmake --build build --target sorix" >&2; exit 1; }
 settle_seconds=3
-ticks_per_second="$(getconf CLK_TCK)"
 
 work="$(mktemp -d /tmp/sorix-cost-XXXXXX)"
 sorix_pid=""
@@ -58,20 +57,19 @@ sox -q -n -r 44100 -c 2 -b 16 "$work/noise.wav" synth $((settle_seconds + second
     pinknoise vol 0.3
 echo '{"volumeBoost": 1.0, "boostActive": true}' >"$work/settings.json"
 
-# "ticks wakes" of process PID: the CPU time of all its threads (live or ended) in clock ticks,
-# and the voluntary context switches of its live threads.
+# "nanoseconds wakes" of process PID: the CPU time of its threads, to the nanosecond (from
+# schedstat: the clock-tick counts of /proc/PID/stat would make a 10 s window of a 3 % load some 30
+# ticks, a few of them more or less by chance), and their voluntary context switches.
 usage_of() {
-    local ticks=0 wakes=0 stat task
-    stat="$(cat "/proc/$1/stat" 2>/dev/null)" || { echo "0 0"; return; }
-    # The fields after the command name, which may hold spaces: utime and stime are the 12th
-    # and 13th of them.
-    read -r -a fields <<<"${stat##*) }"
-    ticks=$((fields[11] + fields[12]))
-    for task in /proc/"$1"/task/*/status; do
-        wakes=$((wakes + $(awk '/^voluntary_ctxt_switches:/ { print $2 }' "$task" 2>/dev/null ||
-            echo 0)))
+    local nanoseconds=0 wakes=0 task
+    [ -d "/proc/$1" ] || { echo "0 0"; return; }
+    for task in /proc/"$1"/task/*; do
+        read -r ran _ <"$task/schedstat" 2>/dev/null || continue
+        nanoseconds=$((nanoseconds + ran))
+        wakes=$((wakes + $(awk '/^voluntary_ctxt_switches:/ { print $2 }' "$task/status" \
+            2>/dev/null || echo 0)))
     done
-    echo "$ticks $wakes"
+    echo "$nanoseconds $wakes"
 }
 
 # Samples the server's processes, sorix (when it runs) and the player over one window; appends
@@ -92,9 +90,9 @@ measure() {
             *) name="$(cat "/proc/${pids[i]}/comm")" ;;
         esac
         line+=" $(awk -v name="$name" -v b="${before[i]}" \
-            -v a="${after[i]}" -v t="$ticks_per_second" -v w="$seconds" 'BEGIN {
+            -v a="${after[i]}" -v w="$seconds" 'BEGIN {
                 split(b, x); split(a, y)
-                printf "%s:%.2f:%.0f", name, (y[1] - x[1]) * 100 / (t * w), (y[2] - x[2]) / w
+                printf "%s:%.2f:%.0f", name, (y[1] - x[1]) / 1e7 / w, (y[2] - x[2]) / w
             }')"
     done
     echo "$kind $setup $round$line" >>"$work/results"
