@@ -108,6 +108,11 @@ PulseAudioHardware::~PulseAudioHardware() {
     pa_threaded_mainloop_free(loop_);
 }
 
+bool PulseAudioHardware::onPipeWire() const {
+    std::lock_guard lock(mutex_);
+    return onPipeWire_;
+}
+
 bool PulseAudioHardware::isConnected() const {
     std::lock_guard lock(mutex_);
     return connected_;
@@ -274,6 +279,11 @@ void PulseAudioHardware::requestServerInfo() {
         [](pa_context*, const pa_server_info* info, void* self) {
             auto* hardware = static_cast<PulseAudioHardware*>(self);
             if (info != nullptr) {
+                {
+                    std::lock_guard lock(hardware->mutex_);
+                    hardware->onPipeWire_ = info->server_name != nullptr &&
+                                            std::strstr(info->server_name, "PipeWire") != nullptr;
+                }
                 hardware->storeDefaultSink(info->default_sink_name ? info->default_sink_name : "");
             }
             hardware->initialRequestDone();

@@ -186,6 +186,7 @@ class PulseAudioHardware : public AudioHardware {
     // Reads (any thread, under the mirror lock).
     const Sink* sinkByObject(AudioObjectID object) const;
     const Client* clientByObject(AudioObjectID object) const;
+    bool onPipeWire() const;
     bool clientRunsOutput(uint32_t clientIndex) const;
     OSStatus readSystem(const AudioObjectPropertyAddress& address,
                         const PropertyQualifier& qualifier, PropertyValue& value) const;
@@ -204,6 +205,7 @@ class PulseAudioHardware : public AudioHardware {
     bool connected_ = false;
     AudioObjectID nextObject_ = 100;
     std::string defaultSinkName_;
+    bool onPipeWire_ = false;  // PipeWire's PulseAudio server rather than PulseAudio itself
     uint32_t ownClientIndex_ = UINT32_MAX;
     std::map<uint32_t, Sink> sinks_;  // by server index, which is also the server's order
     std::map<uint32_t, Client> clients_;

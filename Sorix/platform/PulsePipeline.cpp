@@ -15,18 +15,9 @@ namespace sorix {
 namespace {
 
 constexpr double kModuleTimeoutSeconds = 3.0;
-// Small buffers keep the added delay near 25 ms: the tap's monitor hands over 5 ms chunks and
-// each playback stream holds about 20 ms ahead of its sink, enough to ride out the usual late
-// wake-up of a server thread.
-constexpr double kRecordFragmentSeconds = 0.005;
-constexpr double kPlaybackTargetSeconds = 0.020;
-constexpr double kPlaybackRequestSeconds = 0.005;
 // The playback streams' target length: only the yardstick of their queues (see queuedSeconds).
 // With early requests a sink's own latency follows the request size, not this.
 constexpr double kPlaybackHeadroomSeconds = 0.100;
-// What each output's queue is trimmed back to when it stays above it: the 20 ms above, less the
-// chunk that is about to be written.
-constexpr double kLowestQueueSeconds = 0.015;
 // How often the outputs' positions are compared.
 constexpr double kPositionSeconds = 0.25;
 
@@ -51,12 +42,16 @@ void dropOperation(pa_operation* operation) {
 // for what its sink has taken, so what was written and not yet asked for is still queued. Unlike
 // the timing reports, this holds on every server (PipeWire's PulseAudio server reports read
 // positions late and in steps of its graph's cycles, which once drained an output while the
-// reports still showed a queue), and it costs no request. It is exact while the queue stays
-// within the stream's target length, which is set well above what the pipeline keeps; beyond
-// it, it reads as the target length. A queue the sink has read past reads below zero.
-double queuedSeconds(pa_stream* stream, std::size_t targetBytes, std::size_t bytesPerSecond) {
+// reports still showed a queue), and it costs no request. It is exact at the moment a request
+// arrives, when the sink has just taken its block, and only while the queue stays within the
+// stream's target length, which is set well above what the pipeline keeps; beyond it, it reads as
+// the target length. A queue the sink has read past reads below zero.
+double queuedSeconds(pa_stream* stream, std::size_t bytesPerSecond) {
+    const pa_buffer_attr* attributes = pa_stream_get_buffer_attr(stream);
+    if (attributes == nullptr) return 0;
     const auto writable = static_cast<double>(pa_stream_writable_size(stream));
-    return (static_cast<double>(targetBytes) - writable) / static_cast<double>(bytesPerSecond);
+    return (static_cast<double>(attributes->tlength) - writable) /
+           static_cast<double>(bytesPerSecond);
 }
 
 uint32_t bytesFor(double seconds, uint32_t rate, uint32_t channels) {
@@ -68,6 +63,7 @@ void releaseStream(pa_stream*& stream) {
     if (stream == nullptr) return;
     pa_stream_set_state_callback(stream, nullptr, nullptr);
     pa_stream_set_read_callback(stream, nullptr, nullptr);
+    pa_stream_set_write_callback(stream, nullptr, nullptr);
     pa_stream_disconnect(stream);
     pa_stream_unref(stream);
     stream = nullptr;
@@ -354,10 +350,15 @@ OSStatus PulseAudioHardware::createAggregateDevice(const AggregateDeviceDescript
     }
     aggregate->outputBuffers.resize(outputs.size());
     aggregate->writeAreas.resize(outputs.size());
+    aggregate->timing = PipelineTiming::forServer(onPipeWire());
     aggregate->trimmer = std::make_unique<LatencyTrimmer>(
-        outputs.size(), LatencyTrimmer::Settings{.rate = static_cast<double>(aggregate->rate),
-                                                 .targetSeconds = kLowestQueueSeconds});
+        outputs.size(),
+        LatencyTrimmer::Settings{.rate = static_cast<double>(aggregate->rate),
+                                 .targetSeconds = aggregate->timing.lowestQueueSeconds,
+                                 .floorSeconds = aggregate->timing.refillBelowSeconds});
     aggregate->positionFrames.resize(outputs.size());
+    for (std::size_t i = 0; i < outputs.size(); ++i)
+        aggregate->outputSlots.push_back({aggregate.get(), i});
 
     LoopLock loop(loop_);
     if (context_ == nullptr || pa_context_get_state(context_) != PA_CONTEXT_READY)
@@ -389,8 +390,8 @@ OSStatus PulseAudioHardware::createAggregateDevice(const AggregateDeviceDescript
         aggregate.get());
     pa_buffer_attr recordAttributes{};
     recordAttributes.maxlength = static_cast<uint32_t>(-1);
-    recordAttributes.fragsize =
-        bytesFor(kRecordFragmentSeconds, aggregate->rate, aggregate->inputChannels);
+    recordAttributes.fragsize = bytesFor(aggregate->timing.recordFragmentSeconds, aggregate->rate,
+                                         aggregate->inputChannels);
     const auto flags = static_cast<pa_stream_flags_t>(PA_STREAM_ADJUST_LATENCY |
                                                       PA_STREAM_DONT_MOVE | PA_STREAM_START_CORKED);
     const std::string monitor = tapSink + ".monitor";
@@ -414,10 +415,20 @@ OSStatus PulseAudioHardware::createAggregateDevice(const AggregateDeviceDescript
         }
         aggregate->playback.push_back(stream);
         pa_stream_set_state_callback(stream, stateChanged, aggregate.get());
+        // The queue is read when the sink has just taken its block, so that what is read is what
+        // the sink has left to play: read at any other moment it would hold audio already taken.
+        pa_stream_set_write_callback(
+            stream,
+            [](pa_stream*, size_t, void* data) {
+                const auto* slot = static_cast<const Aggregate::OutputSlot*>(data);
+                slot->aggregate->requested(slot->output);
+            },
+            &aggregate->outputSlots[i]);
         pa_buffer_attr attributes{};
         attributes.maxlength = static_cast<uint32_t>(-1);
         attributes.tlength = bytesFor(kPlaybackHeadroomSeconds, aggregate->rate, channels);
-        attributes.minreq = bytesFor(kPlaybackRequestSeconds, aggregate->rate, channels);
+        attributes.minreq =
+            bytesFor(aggregate->timing.playbackRequestSeconds, aggregate->rate, channels);
         // Without prebuffering an output keeps playing on its sink's clock when a chunk comes
         // late: it plays silence, the late audio is lost rather than played late, and the
         // outputs stay where they were in step with each other. startDevice fills them first.
@@ -541,14 +552,15 @@ OSStatus PulseAudioHardware::startDevice(AudioObjectID device, AudioDeviceIOProc
         }
     }
     // Every output starts from the same queue of silence, uncorked together, so they start in
-    // step and each has its target's worth before the first chunk arrives.
+    // step and each has the trimmer's target before the first chunk arrives.
     for (std::size_t i = 0; i < aggregate->playback.size(); ++i) {
         pa_stream* stream = aggregate->playback[i];
         if (pa_stream_get_state(stream) != PA_STREAM_READY) continue;
         dropOperation(pa_stream_flush(stream, nullptr, nullptr));
-        const std::size_t bytes = std::min<std::size_t>(
-            aggregate->silence.size() * sizeof(float),
-            bytesFor(kPlaybackTargetSeconds, aggregate->rate, aggregate->playbackChannels[i]));
+        const std::size_t bytes =
+            std::min<std::size_t>(aggregate->silence.size() * sizeof(float),
+                                  bytesFor(aggregate->timing.lowestQueueSeconds, aggregate->rate,
+                                           aggregate->playbackChannels[i]));
         pa_stream_write(stream, aggregate->silence.data(), bytes, nullptr, 0, PA_SEEK_RELATIVE);
     }
     corkAll(nullptr, aggregate->playback, false);
@@ -589,13 +601,13 @@ void PulseAudioHardware::Aggregate::pump() {
     }
 }
 
+void PulseAudioHardware::Aggregate::requested(std::size_t output) {
+    if (!running.load(std::memory_order_relaxed)) return;
+    trimmer->report(
+        output, queuedSeconds(playback[output], rate * playbackChannels[output] * sizeof(float)));
+}
+
 std::size_t PulseAudioHardware::Aggregate::render(const float* input, std::size_t frames) {
-    for (std::size_t i = 0; i < playback.size(); ++i) {
-        const pa_buffer_attr* attributes = pa_stream_get_buffer_attr(playback[i]);
-        if (attributes == nullptr) continue;
-        trimmer->report(i, queuedSeconds(playback[i], attributes->tlength,
-                                         rate * playbackChannels[i] * sizeof(float)));
-    }
     // Each output's memory comes from its stream, so the render path writes in place.
     for (std::size_t i = 0; i < playback.size(); ++i) {
         std::size_t bytes = frames * playbackChannels[i] * sizeof(float);

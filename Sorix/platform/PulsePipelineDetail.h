@@ -8,6 +8,7 @@
 #include <vector>
 
 #include "LatencyTrimmer.h"
+#include "PipelineTiming.h"
 #include "PulseAudioHardware.h"
 
 // The parts of the pipeline that the server thread touches for every recorded chunk. Private to
@@ -33,6 +34,7 @@ struct PulseAudioHardware::Aggregate {
     std::string tapSink;
     uint32_t rate = 48000;
     uint32_t inputChannels = 2;
+    PipelineTiming timing = PipelineTiming::forServer(false);
     pa_stream* record = nullptr;
     std::vector<pa_stream*> playback;
     std::vector<uint32_t> playbackChannels;
@@ -53,10 +55,18 @@ struct PulseAudioHardware::Aggregate {
     int positionUpdatesOutstanding = 0;
     bool positionFailed = false;
     std::vector<double> positionFrames;
+    // What each playback stream's request callback needs to know which output asks.
+    struct OutputSlot {
+        Aggregate* aggregate;
+        std::size_t output;
+    };
+    std::vector<OutputSlot> outputSlots;
 
     bool alive() const { return !failed && streamsReady == static_cast<int>(playback.size()) + 1; }
     // Server thread: everything recorded so far goes through the block to the outputs.
     void pump();
+    // Server thread: the output's sink has taken more audio and asks for it.
+    void requested(std::size_t output);
     // Renders up to `frames` frames; returns how many the outputs took.
     std::size_t render(const float* input, std::size_t frames);
     // Asks the server where each output's sink is reading, for the trimmer, now and then.

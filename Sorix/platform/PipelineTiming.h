@@ -1,0 +1,33 @@
+#pragma once
+
+namespace sorix {
+
+// How big the pieces are that the pipeline moves audio in, on the server it runs on. Each piece
+// costs the server and Sorix a wake-up or two, and each adds to the delay, so the sizes are the
+// largest that keep the added delay under 30 ms. They differ because the servers schedule
+// differently:
+// - PulseAudio hands the tap's audio over a fragment at a time and renders each output's sink in
+//   blocks of one request.
+// - PipeWire runs each group of linked nodes in cycles of the smallest latency any of them asks,
+//   rounded down to a power of two frames, and its PulseAudio server passes recorded audio on
+//   every cycle whatever the fragment. 512 frames of its 48 kHz clock is the longest cycle that
+//   keeps the delay in bounds, on the tap's side as on the outputs'.
+struct PipelineTiming {
+    double recordFragmentSeconds;
+    // An output's sink takes this much at a time, and asks for it back.
+    double playbackRequestSeconds;
+    // What the trimmer keeps each output's queue at, as read when its sink has just taken a
+    // block: enough that the next block is there in time whatever the phase between the tap's
+    // pieces and the sink's blocks.
+    double lowestQueueSeconds;
+    // Below this on every report of a window, an output's queue is refilled before it runs dry.
+    double refillBelowSeconds;
+
+    static PipelineTiming forServer(bool pipeWire) {
+        constexpr double kPipeWireCycle = 512.0 / 48000.0;
+        if (pipeWire) return {kPipeWireCycle, kPipeWireCycle, 0.010, 0.005};
+        return {0.020, kPipeWireCycle, 0.012, 0.006};
+    }
+};
+
+}  // namespace sorix
