@@ -24,12 +24,11 @@ LatencyTrimmer::LatencyTrimmer(std::size_t outputs, Settings settings)
     : settings_(settings),
       windowFrames_(static_cast<std::size_t>(settings.windowSeconds * settings.rate)),
       firstWindowFrames_(static_cast<std::size_t>(settings.firstWindowSeconds * settings.rate)),
-      outputs_(outputs, Output{kUnreported, -kUnreported, {}, 0, 0}) {}
+      outputs_(outputs, Output{kUnreported, {}, 0, 0}) {}
 
 void LatencyTrimmer::report(std::size_t output, double queuedSeconds) {
     Output& entry = outputs_[output];
     entry.lowest = std::min(entry.lowest, queuedSeconds);
-    entry.highest = std::max(entry.highest, queuedSeconds);
     // Reports taken before a pending change is written still show the queue without it.
     dry_ = dry_ || (queuedSeconds < 0 && !changePending());
 }
@@ -39,7 +38,7 @@ void LatencyTrimmer::advance(std::size_t frames) {
     // Silence is playing already: waiting for the window would only make it longer.
     if (dry_ && !changePending()) {
         dry_ = false;
-        refill(smallest(&Output::lowest));
+        refill(lowestReport());
         restartWindow();
         return;
     }
@@ -96,15 +95,15 @@ void LatencyTrimmer::positions(const double* frames) {
     }
 }
 
-double LatencyTrimmer::smallest(double Output::*report) const {
-    double smallest = kUnreported;
+double LatencyTrimmer::lowestReport() const {
+    double lowest = kUnreported;
     for (const Output& output : outputs_)
-        smallest = std::min(smallest, output.*report);
-    return smallest;
+        lowest = std::min(lowest, output.lowest);
+    return lowest;
 }
 
 void LatencyTrimmer::decide() {
-    const double lowest = smallest(&Output::lowest);
+    const double lowest = lowestReport();
     if (lowest == kUnreported) return;
     const double excess = lowest - settings_.targetSeconds;
     if (excess > settings_.toleranceSeconds) {
@@ -112,10 +111,14 @@ void LatencyTrimmer::decide() {
             skip(i, static_cast<std::size_t>(std::lround(excess * settings_.rate)));
         return;
     }
-    // A late chunk makes one low report and the queue is back once it arrives; only an output
-    // whose every report stayed low is draining.
-    const double steady = smallest(&Output::highest);
-    if (steady < settings_.floorSeconds) refill(steady);
+    // The lowest report is where the queue bottoms out between the tap's pieces, however much
+    // larger those are than a sink's blocks. A late piece brings it down for one window; a sink
+    // that reads faster than the tap keeps it down window after window.
+    if (lowest >= settings_.floorSeconds) {
+        lowWindows_ = 0;
+        return;
+    }
+    if (++lowWindows_ >= kLowWindowsToRefill) refill(lowest);
 }
 
 void LatencyTrimmer::refill(double queuedSeconds) {
@@ -134,6 +137,7 @@ void LatencyTrimmer::skip(std::size_t output, std::size_t frames) {
 
 void LatencyTrimmer::changed() {
     framesSinceChange_ = 0;
+    lowWindows_ = 0;
     positionReports_ = 0;
 }
 
@@ -141,7 +145,6 @@ void LatencyTrimmer::restartWindow() {
     framesInWindow_ = 0;
     for (Output& output : outputs_) {
         output.lowest = kUnreported;
-        output.highest = -kUnreported;
     }
 }
 

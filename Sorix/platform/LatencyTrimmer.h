@@ -18,9 +18,10 @@ namespace sorix {
 // - Before every chunk each output reports how much audio it has queued ahead of its sink. When
 //   even the lowest report of every output over a window stays above the target, all outputs
 //   skip that common excess: the lowest report is what is left once the jitter of single chunks
-//   is gone, so the skip never empties a buffer. When every report of an output over a window
-//   stays below the floor, all outputs put the same gap of silence before their next chunk to
-//   refill it to the target; an output that has run dry does so at once.
+//   is gone, so the skip never empties a buffer. When the lowest report of some output stays below
+//   the floor for two windows in a row (one late chunk pulls it down for one window only), all
+//   outputs put the same gap of silence before their next chunk to refill it to the target; an
+//   output that has run dry does so at once.
 // - Now and then the outputs report together which frame of the tap's audio their sinks are
 //   reading. An output reading an earlier frame than the others plays behind them and skips
 //   the difference, by the median of the last three reports, so that one report taken while a
@@ -60,17 +61,17 @@ class LatencyTrimmer {
 
   private:
     static constexpr std::size_t kPositionReports = 3;
+    static constexpr int kLowWindowsToRefill = 2;
     struct Output {
-        double lowest;  // reports in the window
-        double highest;
+        double lowest;                                // of the reports in the window
         std::array<double, kPositionReports> behind;  // frames, the last reports
         std::size_t pendingSkip;
         std::size_t pendingGap;
     };
 
     void decide();
-    // The smallest of one kind of report over all outputs in the window.
-    double smallest(double Output::*report) const;
+    // The lowest report of any output in the window.
+    double lowestReport() const;
     // Every output puts in the same gap, enough to bring a queue of `queuedSeconds` back to the
     // target.
     void refill(double queuedSeconds);
@@ -85,6 +86,7 @@ class LatencyTrimmer {
     bool decided_ = false;
     std::size_t framesInWindow_ = 0;
     bool dry_ = false;                   // an output read past the end of its queue
+    int lowWindows_ = 0;                 // windows in a row whose lowest report was below the floor
     std::size_t framesSinceChange_ = 0;  // a skip or a gap
     std::size_t positionReports_ = 0;    // since the last change
     std::vector<Output> outputs_;

@@ -25,8 +25,13 @@ struct PipelineTiming {
 
     static PipelineTiming forServer(bool pipeWire) {
         constexpr double kPipeWireCycle = 512.0 / 48000.0;
+        // PulseAudio's timer-driven sinks (null sinks, among others) advance their clocks by
+        // whole microseconds per block: a block of 512 frames at 48 kHz would make them read
+        // about 80 parts per million faster than the tap. 10 ms is whole microseconds at every
+        // common rate.
+        constexpr double kPulseAudioRequest = 0.010;
         if (pipeWire) return {kPipeWireCycle, kPipeWireCycle, 0.010, 0.005};
-        return {0.020, kPipeWireCycle, 0.012, 0.006};
+        return {0.020, kPulseAudioRequest, 0.012, 0.006};
     }
 };
 
