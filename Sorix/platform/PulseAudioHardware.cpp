@@ -22,6 +22,8 @@ constexpr uint32_t kSubscriptionMask = PA_SUBSCRIPTION_MASK_SINK | PA_SUBSCRIPTI
                                        PA_SUBSCRIPTION_MASK_CLIENT |
                                        PA_SUBSCRIPTION_MASK_SINK_INPUT | PA_SUBSCRIPTION_MASK_CARD;
 constexpr pa_usec_t kReconnectDelayMicroseconds = 1'000'000;
+// After the server announced a change (see scheduleServerRecheck).
+constexpr pa_usec_t kServerRecheckDelaysMicroseconds[] = {250'000, 1'000'000};
 
 // Holds the main-loop lock for one scope; only ever taken off the server thread.
 class LoopLock {
@@ -89,12 +91,14 @@ PulseAudioHardware::~PulseAudioHardware() {
         destroyAggregateDevice(object);
     for (AudioObjectID object : taps)
         destroyProcessTap(object);
+    releaseRetiredTap();
     {
         LoopLock lock(loop_);
         shuttingDown_ = true;
-        if (reconnectTimer_ != nullptr) {
-            pa_threaded_mainloop_get_api(loop_)->time_free(reconnectTimer_);
-            reconnectTimer_ = nullptr;
+        for (pa_time_event** timer : {&reconnectTimer_, &serverRecheckTimer_}) {
+            if (*timer == nullptr) continue;
+            pa_threaded_mainloop_get_api(loop_)->time_free(*timer);
+            *timer = nullptr;
         }
         if (context_ != nullptr) {
             pa_context_set_state_callback(context_, nullptr, nullptr);
@@ -175,6 +179,36 @@ void PulseAudioHardware::onReconnectTimer(pa_mainloop_api* api, pa_time_event* e
     if (!hardware->shuttingDown_) hardware->connect();
 }
 
+void PulseAudioHardware::scheduleServerRecheck(bool afterNewEvent) {
+    if (shuttingDown_) return;
+    if (afterNewEvent) serverRechecksLeft_ = std::size(kServerRecheckDelaysMicroseconds);
+    if (serverRechecksLeft_ == 0) return;
+    const auto delay =
+        kServerRecheckDelaysMicroseconds[std::size(kServerRecheckDelaysMicroseconds) -
+                                         serverRechecksLeft_];
+    timeval when{};
+    pa_timeval_add(pa_gettimeofday(&when), delay);
+    pa_mainloop_api* api = pa_threaded_mainloop_get_api(loop_);
+    if (serverRecheckTimer_ != nullptr)
+        api->time_restart(serverRecheckTimer_, &when);
+    else
+        serverRecheckTimer_ =
+            api->time_new(api, &when, &PulseAudioHardware::onServerRecheckTimer, this);
+}
+
+void PulseAudioHardware::onServerRecheckTimer(pa_mainloop_api* api, pa_time_event* event,
+                                              const timeval*, void* self) {
+    auto* hardware = static_cast<PulseAudioHardware*>(self);
+    api->time_free(event);
+    hardware->serverRecheckTimer_ = nullptr;
+    --hardware->serverRechecksLeft_;
+    if (hardware->shuttingDown_ || hardware->context_ == nullptr ||
+        pa_context_get_state(hardware->context_) != PA_CONTEXT_READY)
+        return;
+    hardware->requestServerInfo();
+    hardware->scheduleServerRecheck(false);
+}
+
 void PulseAudioHardware::onContextState(pa_context* context, void* self) {
     auto* hardware = static_cast<PulseAudioHardware*>(self);
     switch (pa_context_get_state(context)) {
@@ -216,6 +250,7 @@ void PulseAudioHardware::onSubscription(pa_context*, int event, uint32_t index, 
             break;
         case PA_SUBSCRIPTION_EVENT_SERVER:
             hardware->requestServerInfo();
+            hardware->scheduleServerRecheck(true);
             break;
         case PA_SUBSCRIPTION_EVENT_CLIENT:
             removed ? hardware->forgetClient(index) : hardware->requestClient(index);
@@ -260,6 +295,7 @@ void PulseAudioHardware::connectionLost() {
         portLatencyOffsets_.clear();
         defaultSinkName_.clear();
         // A server that comes back has none of our modules; never unload its by old numbers.
+        retiredTap_.reset();
         for (auto& [object, tap] : taps_) {
             tap.module = UINT32_MAX;
             tap.sinkIndex = UINT32_MAX;

@@ -141,6 +141,12 @@ class PulseAudioHardware : public AudioHardware {
     static void onSubscription(pa_context* context, int event, uint32_t index, void* self);
     static void onReconnectTimer(pa_mainloop_api* api, pa_time_event* event, const struct timeval*,
                                  void* self);
+    // PipeWire's PulseAudio server announces a change of the default output as soon as it is
+    // asked for, and may still name the old one until its session manager has agreed, with no
+    // second announcement. So the server is asked again a little later, twice.
+    void scheduleServerRecheck(bool afterNewEvent);
+    static void onServerRecheckTimer(pa_mainloop_api* api, pa_time_event* event,
+                                     const struct timeval*, void* self);
     void startMirroring(pa_context* context);
     static Sink sinkFromInfo(const pa_sink_info* info);
     void requestServerInfo();
@@ -179,6 +185,14 @@ class PulseAudioHardware : public AudioHardware {
     void startCapture(AudioObjectID tapObject);     // main-loop and mirror locks held
     void captureSinkInput(const SinkInput& input);  // server thread, mirror lock held
     void keepAudibleOn(Tap& tap, const std::string& sinkName);
+    // A destroyed tap waits for the end of the main thread's current task before it goes: a
+    // rebuild destroys the tap and makes a new one at once, and takes the old one back, so that
+    // no stream is moved out and in again.
+    void retireTap(Tap tap);
+    std::optional<AudioObjectID> takeBackRetiredTap(const TapDescription& description,
+                                                    uint32_t rate);
+    void releaseRetiredTap();
+    void releaseTap(const Tap& tap);  // streams home, then the sink goes
     Aggregate* aggregateByObject(AudioObjectID object) const;
     const Tap* tapByObject(AudioObjectID object) const;
     void aggregateStreamChanged(Aggregate& aggregate);
@@ -197,6 +211,8 @@ class PulseAudioHardware : public AudioHardware {
     pa_threaded_mainloop* loop_ = nullptr;
     pa_context* context_ = nullptr;
     pa_time_event* reconnectTimer_ = nullptr;
+    pa_time_event* serverRecheckTimer_ = nullptr;
+    std::size_t serverRechecksLeft_ = 0;
     bool shuttingDown_ = false;
     int initialRequestsPending_ = 0;
     const ProcessIdentity identity_ = currentProcessIdentity();
@@ -214,6 +230,9 @@ class PulseAudioHardware : public AudioHardware {
     std::map<uint32_t, std::map<std::string, int64_t>> portLatencyOffsets_;
     std::vector<Registration> listeners_;
     std::map<AudioObjectID, Tap> taps_;
+    std::optional<Tap> retiredTap_;
+    // Tasks posted to the main queue hold it weakly: they may run after this object is gone.
+    std::shared_ptr<char> lifetime_ = std::make_shared<char>();
     std::map<AudioObjectID, std::unique_ptr<Aggregate>> aggregates_;
 };
 

@@ -162,9 +162,6 @@ OSStatus PulseAudioHardware::createProcessTap(const TapDescription& description,
                                               AudioObjectID& tapID) {
     tapID = kAudioObjectUnknown;
     if (!isConnected()) return kAudioHardwareNotRunningError;
-    removeStaleTaps();
-    waitForStaleTapsGone(kModuleTimeoutSeconds);
-
     Tap tap;
     {
         std::lock_guard lock(mutex_);
@@ -172,6 +169,16 @@ OSStatus PulseAudioHardware::createProcessTap(const TapDescription& description,
             if (sink.name == defaultSinkName_ && sink.sampleRate > 0)
                 tap.rate = static_cast<uint32_t>(sink.sampleRate);
         }
+    }
+    if (const auto retired = takeBackRetiredTap(description, tap.rate)) {
+        tapID = *retired;
+        return kAudioHardwareNoError;
+    }
+    releaseRetiredTap();
+    removeStaleTaps();
+    waitForStaleTapsGone(kModuleTimeoutSeconds);
+    {
+        std::lock_guard lock(mutex_);
         tap.sinkName = freeTapSinkName();
     }
     tap.uuid = description.uuid;
@@ -277,16 +284,61 @@ void PulseAudioHardware::keepAudibleOn(Tap& tap, const std::string& sinkName) {
 }
 
 OSStatus PulseAudioHardware::destroyProcessTap(AudioObjectID tapID) {
-    uint32_t module = PA_INVALID_INDEX;
+    Tap tap;
     {
-        LoopLock loop(loop_);
         std::lock_guard lock(mutex_);
         const auto found = taps_.find(tapID);
         if (found == taps_.end()) return kAudioHardwareBadObjectError;
-        Tap tap = std::move(found->second);
+        tap = std::move(found->second);
         taps_.erase(found);
-        module = tap.module;
-        if (module == PA_INVALID_INDEX || context_ == nullptr) return kAudioHardwareNoError;
+    }
+    retireTap(std::move(tap));
+    return kAudioHardwareNoError;
+}
+
+void PulseAudioHardware::retireTap(Tap tap) {
+    releaseRetiredTap();
+    {
+        std::lock_guard lock(mutex_);
+        retiredTap_ = std::move(tap);
+    }
+    mainQueue_.async([this, alive = std::weak_ptr<char>(lifetime_)] {
+        if (alive.lock()) releaseRetiredTap();
+    });
+}
+
+std::optional<AudioObjectID> PulseAudioHardware::takeBackRetiredTap(
+    const TapDescription& description, uint32_t rate) {
+    std::lock_guard lock(mutex_);
+    if (!retiredTap_) return std::nullopt;
+    Tap& tap = *retiredTap_;
+    const bool sinkThere = sinks_.count(tap.sinkIndex) > 0;
+    const bool keepAudible = description.muteBehavior == TapDescription::MuteBehavior::unmuted;
+    if (!sinkThere || tap.rate != rate || tap.keepAudible != keepAudible ||
+        tap.excludedProcesses != description.excludedProcesses)
+        return std::nullopt;
+    tap.object = nextObject_++;
+    tap.uuid = description.uuid;
+    const AudioObjectID object = tap.object;
+    taps_[object] = std::move(tap);
+    retiredTap_.reset();
+    return object;
+}
+
+void PulseAudioHardware::releaseRetiredTap() {
+    std::optional<Tap> tap;
+    {
+        std::lock_guard lock(mutex_);
+        tap.swap(retiredTap_);
+    }
+    if (tap) releaseTap(*tap);
+}
+
+void PulseAudioHardware::releaseTap(const Tap& tap) {
+    {
+        LoopLock loop(loop_);
+        std::lock_guard lock(mutex_);
+        if (tap.module == PA_INVALID_INDEX || context_ == nullptr) return;
         // Each stream goes home before the tap goes; the server handles our requests in order.
         for (const auto& [input, origin] : tap.moved) {
             const auto current = sinkInputs_.find(input);
@@ -301,8 +353,7 @@ OSStatus PulseAudioHardware::destroyProcessTap(AudioObjectID tapID) {
                 dropOperation(pa_context_unload_module(context_, copy, nullptr, nullptr));
         }
     }
-    unloadModule(module, true);
-    return kAudioHardwareNoError;
+    unloadModule(tap.module, true);
 }
 
 const PulseAudioHardware::Tap* PulseAudioHardware::tapByObject(AudioObjectID object) const {

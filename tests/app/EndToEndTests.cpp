@@ -120,10 +120,19 @@ TEST_P(SorixEndToEndTest, FollowsANewDefaultOutputAndAPulledOne) {
     const auto player = playTone();
     const auto sorix = startSorix();
     ASSERT_TRUE(logShows("pipeline alive")) << log();
+    ASSERT_EQ(tapSinks().size(), 1u);
+    const auto tapModule = moduleOfSink(tapSinks().front());
+    // A rebuild plays on other outputs but keeps the tap, so no stream is moved out and in again.
+    const auto tapKept = [&] {
+        return tapSinks().size() == 1 && moduleOfSink(tapSinks().front()) == tapModule;
+    };
 
     ASSERT_EQ(server.run("pactl set-default-sink usb_dac"), 0);
+    ASSERT_TRUE(eventually(5, [&] { return defaultSink() == "usb_dac"; }))
+        << "the server kept " << defaultSink() << " as its default";
     ASSERT_TRUE(logShows("pipeline alive", 2)) << "no rebuild onto the new default\n" << log();
     expectTone("usb_dac", 2.0);
+    EXPECT_TRUE(tapKept()) << log();
     const auto old = measureSink("speakers");
     ASSERT_TRUE(old);
     EXPECT_LT(old->peak, 0.01) << "the old default still plays";
