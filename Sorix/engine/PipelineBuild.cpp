@@ -64,8 +64,6 @@ void TapEngine::setUpPipeline() {
     tap.muteBehavior = settings_.boolForKey(SettingsKeys::debugUnmuted)
                            ? TapDescription::MuteBehavior::unmuted
                            : TapDescription::MuteBehavior::mutedWhenTapped;
-    tap.isPrivate = true;
-    tap.isExclusive = true;
     tap.uuid = newUUIDString();
     AudioObjectID newTap = kAudioObjectUnknown;
     OSStatus status = hardware_.createProcessTap(tap, newTap);
@@ -79,18 +77,9 @@ void TapEngine::setUpPipeline() {
     const std::vector<std::string> outputs = resolveOutputUIDs();
     outputDeviceID_ = deviceID(outputs.front()).value_or(kAudioObjectUnknown);
 
-    AggregateDeviceDescription aggregate;
-    aggregate.name = "Sorix Boost Device";
-    aggregate.uid = newUUIDString();
-    aggregate.mainSubDevice = outputs.front();
-    aggregate.isPrivate = true;
-    aggregate.isStacked = false;
-    aggregate.tapAutoStart = true;
-    for (std::size_t i = 0; i < outputs.size(); ++i) {
-        // The first output is the clock; the others follow it.
-        aggregate.subDevices.push_back({outputs[i], i != 0});
-    }
-    aggregate.taps.push_back({tap.uuid, true});
+    // The first output is the clock; the others follow it.
+    const AggregateDeviceDescription aggregate{
+        .name = "Sorix Boost Device", .subDevices = outputs, .tap = tap.uuid};
     AudioObjectID newAggregate = kAudioObjectUnknown;
     status = hardware_.createAggregateDevice(aggregate, newAggregate);
     if (status != kAudioHardwareNoError || newAggregate == kAudioObjectUnknown) {
@@ -108,9 +97,7 @@ void TapEngine::setUpPipeline() {
     renderBuffers->resetHistory();
 
     AudioDeviceIOBlock block = [eq = eq, loudness = loudness, buffers = renderBuffers](
-                                   const AudioTimeStamp&, const AudioBufferList& input,
-                                   const AudioTimeStamp&, AudioBufferList& output,
-                                   const AudioTimeStamp&) {
+                                   const AudioBufferList& input, AudioBufferList& output) {
         renderIOCycle(input, output, *eq, *loudness, *buffers);
     };
     AudioDeviceIOProcID procID = 0;

@@ -17,6 +17,22 @@ uint32_t propertyDataSize(const PropertyValue& value) {
     return std::visit(Size{}, value);
 }
 
+OSStatus AudioHardware::getPropertyDataSize(AudioObjectID object,
+                                            const AudioObjectPropertyAddress& address,
+                                            const PropertyQualifier& qualifier,
+                                            uint32_t& size) const {
+    PropertyValue value;
+    const OSStatus status = getPropertyData(object, address, qualifier, value);
+    if (status == kAudioHardwareNoError) size = propertyDataSize(value);
+    return status;
+}
+
+bool AudioHardware::hasProperty(AudioObjectID object,
+                                const AudioObjectPropertyAddress& address) const {
+    PropertyValue value;
+    return getPropertyData(object, address, {}, value) == kAudioHardwareNoError;
+}
+
 std::string fourCharCodeString(uint32_t code) {
     std::string text(4, ' ');
     for (int i = 0; i < 4; ++i)

@@ -125,43 +125,28 @@ using PropertyQualifier = std::variant<std::monostate, std::string, int32_t>;
 // The size in bytes a value has in the object-property model (a string counts as a reference).
 uint32_t propertyDataSize(const PropertyValue& value);
 
-// What a process tap captures: every process but the excluded ones, as one stereo mix.
+// What a process tap captures: every process but the excluded ones, as one stereo mix. `name`
+// is what the system shows for it; `uuid` is how an aggregate device refers to it.
 struct TapDescription {
     enum class MuteBehavior : int { unmuted = 0, mutedWhenTapped = 2 };
     std::string name{};
     std::vector<AudioObjectID> excludedProcesses{};
     MuteBehavior muteBehavior = MuteBehavior::mutedWhenTapped;
-    bool isPrivate = true;
-    bool isExclusive = true;
     std::string uuid{};
 };
 
-// A private device around the chosen outputs (the first is the clock) and the tap.
+// A private device around the chosen outputs (the first is the clock) and the tap, each named
+// by its UID (a tap by its uuid). `name` is what the system shows for it and its streams.
 struct AggregateDeviceDescription {
-    struct Member {
-        std::string uid{};
-        bool driftCompensation = false;
-    };
     std::string name{};
-    std::string uid{};
-    std::string mainSubDevice{};
-    bool isPrivate = true;
-    bool isStacked = false;
-    bool tapAutoStart = true;
-    std::vector<Member> subDevices{};
-    std::vector<Member> taps{};
+    std::vector<std::string> subDevices{};
+    std::string tap{};
 };
 
-struct AudioTimeStamp {
-    double mSampleTime = 0;
-    uint64_t mHostTime = 0;
-};
-
-// Called on the audio system's IO thread once per cycle. Real-time code: no allocation, lock,
-// log or system call.
-using AudioDeviceIOBlock = std::function<void(
-    const AudioTimeStamp& now, const AudioBufferList& input, const AudioTimeStamp& inputTime,
-    AudioBufferList& output, const AudioTimeStamp& outputTime)>;
+// Called on the audio system's IO thread once per cycle with the tap's audio and one buffer per
+// output stream. Real-time code: no allocation, lock, log or system call.
+using AudioDeviceIOBlock =
+    std::function<void(const AudioBufferList& input, AudioBufferList& output)>;
 using AudioDeviceIOProcID = uint64_t;  // 0 = none
 
 // A listener is registered and removed as the same object; it is called on the main queue with
@@ -177,12 +162,11 @@ class AudioHardware {
                                      const AudioObjectPropertyAddress& address,
                                      const PropertyQualifier& qualifier,
                                      PropertyValue& value) const = 0;
+    // The size of the value a read would give, and whether a read would succeed.
     virtual OSStatus getPropertyDataSize(AudioObjectID object,
                                          const AudioObjectPropertyAddress& address,
-                                         const PropertyQualifier& qualifier,
-                                         uint32_t& size) const = 0;
-    virtual bool hasProperty(AudioObjectID object,
-                             const AudioObjectPropertyAddress& address) const = 0;
+                                         const PropertyQualifier& qualifier, uint32_t& size) const;
+    virtual bool hasProperty(AudioObjectID object, const AudioObjectPropertyAddress& address) const;
     virtual OSStatus isPropertySettable(AudioObjectID object,
                                         const AudioObjectPropertyAddress& address,
                                         bool& settable) const = 0;

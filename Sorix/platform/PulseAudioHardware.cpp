@@ -782,28 +782,12 @@ OSStatus PulseAudioHardware::getPropertyData(AudioObjectID object,
             return kAudioHardwareNoError;
         }
         if (address.mSelector == Selector::name) {
-            value = std::string("Sorix Boost Device");
+            value = aggregate->name;
             return kAudioHardwareNoError;
         }
         return kAudioHardwareUnknownPropertyError;
     }
     return kAudioHardwareBadObjectError;
-}
-
-OSStatus PulseAudioHardware::getPropertyDataSize(AudioObjectID object,
-                                                 const AudioObjectPropertyAddress& address,
-                                                 const PropertyQualifier& qualifier,
-                                                 uint32_t& size) const {
-    PropertyValue value;
-    const OSStatus status = getPropertyData(object, address, qualifier, value);
-    if (status == kAudioHardwareNoError) size = propertyDataSize(value);
-    return status;
-}
-
-bool PulseAudioHardware::hasProperty(AudioObjectID object,
-                                     const AudioObjectPropertyAddress& address) const {
-    PropertyValue value;
-    return getPropertyData(object, address, {}, value) == kAudioHardwareNoError;
 }
 
 OSStatus PulseAudioHardware::isPropertySettable(AudioObjectID object,

@@ -45,10 +45,6 @@ class PulseAudioHardware : public AudioHardware {
     OSStatus getPropertyData(AudioObjectID object, const AudioObjectPropertyAddress& address,
                              const PropertyQualifier& qualifier,
                              PropertyValue& value) const override;
-    OSStatus getPropertyDataSize(AudioObjectID object, const AudioObjectPropertyAddress& address,
-                                 const PropertyQualifier& qualifier, uint32_t& size) const override;
-    bool hasProperty(AudioObjectID object,
-                     const AudioObjectPropertyAddress& address) const override;
     OSStatus isPropertySettable(AudioObjectID object, const AudioObjectPropertyAddress& address,
                                 bool& settable) const override;
     OSStatus setPropertyData(AudioObjectID object, const AudioObjectPropertyAddress& address,

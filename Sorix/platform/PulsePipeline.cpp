@@ -69,9 +69,9 @@ void releaseStream(pa_stream*& stream) {
     stream = nullptr;
 }
 
-pa_proplist* streamProperties() {
+pa_proplist* streamProperties(const std::string& name) {
     pa_proplist* properties = pa_proplist_new();
-    pa_proplist_sets(properties, PA_PROP_MEDIA_NAME, "Sorix Boost Device");
+    pa_proplist_sets(properties, PA_PROP_MEDIA_NAME, name.c_str());
     return properties;
 }
 
@@ -372,29 +372,30 @@ OSStatus PulseAudioHardware::createAggregateDevice(const AggregateDeviceDescript
                                                    AudioObjectID& device) {
     device = kAudioObjectUnknown;
     if (!isConnected()) return kAudioHardwareNotRunningError;
-    if (description.taps.size() != 1 || description.subDevices.empty())
+    if (description.tap.empty() || description.subDevices.empty())
         return kAudioHardwareIllegalOperationError;
 
     auto aggregate = std::make_unique<Aggregate>();
     aggregate->owner = this;
+    aggregate->name = description.name;
     std::string tapSink;
     std::vector<std::string> outputs;
     {
         std::lock_guard lock(mutex_);
         for (const auto& [object, tap] : taps_) {
-            if (tap.uuid != description.taps.front().uid) continue;
+            if (tap.uuid != description.tap) continue;
             tapSink = tap.sinkName;
             aggregate->tapSink = tapSink;
             aggregate->rate = tap.rate;
             aggregate->inputChannels = tap.channels;
         }
         if (tapSink.empty()) return kAudioHardwareBadObjectError;
-        for (const auto& member : description.subDevices) {
+        for (const std::string& member : description.subDevices) {
             const auto sink = std::find_if(sinks_.begin(), sinks_.end(), [&](const auto& entry) {
-                return entry.second.name == member.uid;
+                return entry.second.name == member;
             });
             if (sink == sinks_.end()) return kAudioHardwareBadDeviceError;
-            outputs.push_back(member.uid);
+            outputs.push_back(member);
             aggregate->playbackChannels.push_back(std::max<uint32_t>(sink->second.channels, 1));
         }
         aggregate->object = nextObject_++;
@@ -425,10 +426,10 @@ OSStatus PulseAudioHardware::createAggregateDevice(const AggregateDeviceDescript
         return kAudioHardwareUnspecifiedError;
     };
 
-    pa_proplist* properties = streamProperties();
+    pa_proplist* properties = streamProperties(aggregate->name);
     const pa_sample_spec inputSpec{PA_SAMPLE_FLOAT32LE, aggregate->rate,
                                    static_cast<uint8_t>(aggregate->inputChannels)};
-    aggregate->record = pa_stream_new_with_proplist(context_, "Sorix Boost Device", &inputSpec,
+    aggregate->record = pa_stream_new_with_proplist(context_, aggregate->name.c_str(), &inputSpec,
                                                     nullptr, properties);
     if (aggregate->record == nullptr) {
         pa_proplist_free(properties);
@@ -459,7 +460,7 @@ OSStatus PulseAudioHardware::createAggregateDevice(const AggregateDeviceDescript
         pa_channel_map map;
         pa_channel_map_init_auto(&map, channels, PA_CHANNEL_MAP_DEFAULT);
         pa_stream* stream =
-            pa_stream_new_with_proplist(context_, "Sorix Boost Device", &spec, &map, properties);
+            pa_stream_new_with_proplist(context_, aggregate->name.c_str(), &spec, &map, properties);
         if (stream == nullptr) {
             pa_proplist_free(properties);
             return cleanUp();
@@ -681,8 +682,7 @@ std::size_t PulseAudioHardware::Aggregate::render(const float* input, std::size_
     }
     const AudioBufferList inputList{1, &inputBuffer};
     AudioBufferList outputList{static_cast<uint32_t>(outputBuffers.size()), outputBuffers.data()};
-    const AudioTimeStamp now{sampleTime, 0};
-    block(now, inputList, now, outputList, now);
+    block(inputList, outputList);
     sampleTime += static_cast<double>(frames);
     for (std::size_t i = 0; i < playback.size(); ++i) {
         const std::size_t frameBytes = playbackChannels[i] * sizeof(float);

@@ -31,6 +31,7 @@ struct PulseAudioHardware::Aggregate {
 
     AudioObjectID object = 0;
     PulseAudioHardware* owner = nullptr;
+    std::string name;
     std::string tapSink;
     uint32_t rate = 48000;
     uint32_t inputChannels = 2;

@@ -69,7 +69,7 @@ TEST_F(AudioObjectQueriesTest, OnlyOtherProcessesCountAsPlaying) {
     hardware_.injectFailure(Call::get, Selector::isRunningOutput, -1);
     EXPECT_FALSE(queries_.anyOtherProcessPlayingAudio());
     hardware_.clearFailures();
-    hardware_.injectFailure(Call::getSize, Selector::processObjects, -1, 1);
+    hardware_.injectFailure(Call::get, Selector::processObjects, -1, 1);
     EXPECT_FALSE(queries_.anyOtherProcessPlayingAudio());
     EXPECT_NE(player, kAudioObjectUnknown);
 }

@@ -138,7 +138,7 @@ TEST_F(PipelineRecoveryTest, TheDefaultOutputIsFollowedOnlyWithoutPinnedOutputs)
     hardware.setDefaultOutput(headphones);
     queue.runPending();
     EXPECT_EQ(builds(), 2);
-    EXPECT_EQ(hardware.aggregate()->mainSubDevice, "headphones");
+    EXPECT_EQ(hardware.aggregate()->subDevices.front(), "headphones");
 
     engine->toggleOutput("speakers");
     EXPECT_EQ(builds(), 3);

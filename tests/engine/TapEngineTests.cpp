@@ -140,13 +140,8 @@ TEST_F(TapEngineTest, BuildDescribesTheTapAndDeviceAndWritesRangesGainsAndDelays
     EXPECT_EQ(tap.muteBehavior, TapDescription::MuteBehavior::mutedWhenTapped);
     EXPECT_EQ(tap.excludedProcesses, engine->ownProcessObjects());
     const auto& device = *hardware.aggregate();
-    EXPECT_EQ(device.name, "Sorix Boost Device");
-    EXPECT_EQ(device.mainSubDevice, "dac");
-    ASSERT_EQ(device.subDevices.size(), 3u);
-    EXPECT_FALSE(device.subDevices[0].driftCompensation);
-    EXPECT_TRUE(device.subDevices[2].driftCompensation);
-    ASSERT_EQ(device.taps.size(), 1u);
-    EXPECT_EQ(device.taps[0].uid, tap.uuid);
+    EXPECT_EQ(device.subDevices, (std::vector<std::string>{"dac", "speakers", "hdmi"}));
+    EXPECT_EQ(device.tap, tap.uuid);
     EXPECT_TRUE(logged("some pinned outputs unavailable, using 3 of 4"));
 
     using Range = TapEngine::BufferRange;
@@ -159,10 +154,6 @@ TEST_F(TapEngineTest, BuildDescribesTheTapAndDeviceAndWritesRangesGainsAndDelays
         EXPECT_EQ(engine->outputGains[slot].load(), gains[slot]) << "slot " << slot;
     EXPECT_EQ(engine->outputDelays[2].load(), 480u) << "10 ms at 48 kHz";
     EXPECT_EQ(engine->outputDelays[0].load(), 0u);
-
-    const std::string firstUUID = device.uid;
-    engine->rebuildIfRunning();
-    EXPECT_NE(hardware.aggregate()->uid, firstUUID) << "every build gets a new identity";
 }
 
 TEST_F(TapEngineTest, TheTapRateSetsTheProcessorsAndAFailedReadKeepsThePrevious) {
@@ -201,11 +192,11 @@ TEST_F(TapEngineTest, SelectionChangesPersistAndRebuildOnlyARunningPipeline) {
     EXPECT_EQ(builds(), 0) << "an idle engine builds nothing";
 
     engine->start();
-    EXPECT_EQ(hardware.aggregate()->mainSubDevice, "dac");
+    EXPECT_EQ(hardware.aggregate()->subDevices.front(), "dac");
     engine->toggleOutput("dac");
     EXPECT_EQ(settings.stringArray(SettingsKeys::outputDeviceUIDs), std::vector<std::string>{});
     EXPECT_EQ(builds(), 2);
-    EXPECT_EQ(hardware.aggregate()->mainSubDevice, "speakers") << "back to the default output";
+    EXPECT_EQ(hardware.aggregate()->subDevices.front(), "speakers") << "back to the default output";
 }
 
 TEST_F(TapEngineTest, AnEngineThatIsGoneIgnoresItsTimersAndListeners) {

@@ -166,22 +166,6 @@ OSStatus FakeAudioHardware::read(AudioObjectID object, const AudioObjectProperty
     return kAudioHardwareNoError;
 }
 
-OSStatus FakeAudioHardware::getPropertyDataSize(AudioObjectID object,
-                                                const AudioObjectPropertyAddress& address,
-                                                const PropertyQualifier& qualifier,
-                                                uint32_t& size) const {
-    if (const OSStatus status = failure(Call::getSize, address.mSelector)) return status;
-    PropertyValue value;
-    const OSStatus status = read(object, address, qualifier, value);
-    if (status == kAudioHardwareNoError) size = propertyDataSize(value);
-    return status;
-}
-
-bool FakeAudioHardware::hasProperty(AudioObjectID object,
-                                    const AudioObjectPropertyAddress& address) const {
-    return find(object, address) != nullptr;
-}
-
 OSStatus FakeAudioHardware::isPropertySettable(AudioObjectID object,
                                                const AudioObjectPropertyAddress& address,
                                                bool& settable) const {
@@ -305,8 +289,7 @@ OSStatus FakeAudioHardware::stopDevice(AudioObjectID, AudioDeviceIOProcID) {
 
 bool FakeAudioHardware::runIOCycle(const AudioBufferList& input, AudioBufferList& output) {
     if (!running_ || !ioBlock_) return false;
-    const AudioTimeStamp now;
-    ioBlock_(now, input, now, output, now);
+    ioBlock_(input, output);
     return true;
 }
 

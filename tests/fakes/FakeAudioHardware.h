@@ -18,7 +18,6 @@ class FakeAudioHardware : public AudioHardware {
   public:
     enum class Call {
         get,
-        getSize,
         set,
         addListener,
         removeListener,
@@ -80,10 +79,6 @@ class FakeAudioHardware : public AudioHardware {
     OSStatus getPropertyData(AudioObjectID object, const AudioObjectPropertyAddress& address,
                              const PropertyQualifier& qualifier,
                              PropertyValue& value) const override;
-    OSStatus getPropertyDataSize(AudioObjectID object, const AudioObjectPropertyAddress& address,
-                                 const PropertyQualifier& qualifier, uint32_t& size) const override;
-    bool hasProperty(AudioObjectID object,
-                     const AudioObjectPropertyAddress& address) const override;
     OSStatus isPropertySettable(AudioObjectID object, const AudioObjectPropertyAddress& address,
                                 bool& settable) const override;
     OSStatus setPropertyData(AudioObjectID object, const AudioObjectPropertyAddress& address,

@@ -82,8 +82,8 @@ TEST_F(OutputMenuTest, NothingShowsWithoutAnAnchorAndAnEmptyCatalogueStillHasThe
     OutputMenuHost fresh{queue};
     fresh.pick({.title = "System Default"});  // no engine yet: ignored
 
-    for (auto call : {FakeAudioHardware::Call::get, FakeAudioHardware::Call::getSize})
-        hardware.injectFailure(call, Selector::devices, kAudioHardwareUnspecifiedError);
+    hardware.injectFailure(FakeAudioHardware::Call::get, Selector::devices,
+                           kAudioHardwareUnspecifiedError);
     engine->refreshAvailableOutputs();
     const auto items = outputMenuItems(*engine);
     ASSERT_EQ(items.size(), 4u);
