@@ -9,13 +9,14 @@
 #include "EQProcessor.h"
 #include "LoudnessProcessor.h"
 #include "RelaxedAtomic.h"
+#include "RenderSpec.h"
 
 namespace sorix {
 
 // Every buffer and shared word the render path touches. Allocated once by the owner, never moved
 // or resized; the control side changes contents, never addresses.
 struct RenderBuffers {
-    static constexpr std::size_t scratchSamples = 131'072;
+    static constexpr std::size_t scratchSamples = kMaxBlockSamples;
     static constexpr std::size_t ringSamples = 1'048'576;
     // Per-output parameters are addressed by output buffer index; index 31 serves 31 and above.
     static constexpr std::size_t outputSlots = 32;

@@ -10,6 +10,7 @@
 #include "LatencyTrimmer.h"
 #include "PipelineTiming.h"
 #include "PulseAudioHardware.h"
+#include "RenderSpec.h"
 
 // The parts of the pipeline that the server thread touches for every recorded chunk. Private to
 // the PulseAudio layer.
@@ -26,8 +27,7 @@ inline constexpr const char* kTapSinkName = "sorix_tap";
 // One record stream on the tap's monitor and one playback stream per output. Everything the IO
 // path uses is allocated here, before the first chunk arrives.
 struct PulseAudioHardware::Aggregate {
-    // The render path's largest block, in samples.
-    static constexpr std::size_t maxChunkSamples = 131'072;
+    static constexpr std::size_t maxChunkSamples = kMaxBlockSamples;
 
     AudioObjectID object = 0;
     PulseAudioHardware* owner = nullptr;
