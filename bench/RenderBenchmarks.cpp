@@ -18,6 +18,7 @@ using sorix::AudioBufferList;
 using sorix::EQProcessor;
 using sorix::LoudnessProcessor;
 using sorix::RenderBuffers;
+using sorix::RenderPath;
 
 constexpr int kChannels = 2;
 constexpr int kFrames = 512;
@@ -34,22 +35,15 @@ std::vector<float> loudNoise() {
     return noise;
 }
 
-void applyPreset(EQProcessor& eq, EQProcessor::Preset preset) {
-    eq.gainsDB = EQProcessor::gains(preset);
-    eq.recompute();
-}
-
 void BM_RenderFullChain(benchmark::State& state) {
-    auto buffers = std::make_unique<RenderBuffers>();
-    LoudnessProcessor loudness;
-    EQProcessor eq;
-    loudness.setSampleRate(kRate);
-    loudness.boost = 8.0f;
-    eq.setSampleRate(static_cast<float>(kRate));
-    applyPreset(eq, EQProcessor::Preset::music);
-    buffers->outputGains[0] = 0.8f;
-    buffers->outputGains[1] = 0.5f;
-    buffers->outputDelays[1] = sorix::delayFrames(20.0, kRate);
+    auto path = std::make_unique<RenderPath>();
+    path->prepare({.sampleRate = kRate});
+    path->loudness().setBoost(8.0f);
+    path->eq().setGains(EQProcessor::gains(EQProcessor::Preset::music));
+    RenderBuffers& buffers = path->buffers();
+    buffers.outputGains[0] = 0.8f;
+    buffers.outputGains[1] = 0.5f;
+    buffers.outputDelays[1] = sorix::delayFrames(20.0, kRate);
 
     std::vector<float> noise = loudNoise();
     std::vector<float> out0(kFrames * kChannels), out1(kFrames * kChannels);
@@ -65,7 +59,7 @@ void BM_RenderFullChain(benchmark::State& state) {
     std::size_t cycle = 0;
     for (auto _ : state) {
         in.mData = noise.data() + (cycle++ % kNoiseBlocks) * out0.size();
-        sorix::renderIOCycle(input, output, eq, loudness, *buffers);
+        path->render(input, output);
         benchmark::DoNotOptimize(out1.data());
     }
     state.SetItemsProcessed(state.iterations() * kFrames);
@@ -89,29 +83,29 @@ void runStage(benchmark::State& state, Stage&& stage) {
 
 void BM_LoudnessBoost8(benchmark::State& state) {
     LoudnessProcessor loudness;
-    loudness.setSampleRate(kRate);
-    loudness.boost = 8.0f;
+    loudness.prepare({.sampleRate = kRate});
+    loudness.setBoost(8.0f);
     runStage(state, [&](float* block) { loudness.process(block, kChannels, kFrames); });
 }
 BENCHMARK(BM_LoudnessBoost8);
 
 void BM_EQMusicPreset(benchmark::State& state) {
     EQProcessor eq;
-    eq.setSampleRate(static_cast<float>(kRate));
-    applyPreset(eq, EQProcessor::Preset::music);
+    eq.prepare({.sampleRate = kRate});
+    eq.setGains(EQProcessor::gains(EQProcessor::Preset::music));
     runStage(state, [&](float* block) { eq.process(block, kChannels, kFrames); });
 }
 BENCHMARK(BM_EQMusicPreset);
 
 // Fan-out and bookkeeping only: transparent mode, same two outputs as the full chain.
 void BM_RenderBypassed(benchmark::State& state) {
-    auto buffers = std::make_unique<RenderBuffers>();
-    LoudnessProcessor loudness;
-    EQProcessor eq;
-    buffers->processBypass = 1;
-    buffers->outputGains[0] = 0.8f;
-    buffers->outputGains[1] = 0.5f;
-    buffers->outputDelays[1] = sorix::delayFrames(20.0, kRate);
+    auto path = std::make_unique<RenderPath>();
+    path->prepare({.sampleRate = kRate});
+    RenderBuffers& buffers = path->buffers();
+    buffers.processBypass = 1;
+    buffers.outputGains[0] = 0.8f;
+    buffers.outputGains[1] = 0.5f;
+    buffers.outputDelays[1] = sorix::delayFrames(20.0, kRate);
     std::vector<float> block = loudNoise();
     block.resize(kFrames * kChannels);
     std::vector<float> out0(block.size()), out1(block.size());
@@ -123,7 +117,7 @@ void BM_RenderBypassed(benchmark::State& state) {
     AudioBufferList input{1, &in};
     AudioBufferList output{2, outs};
     for (auto _ : state) {
-        sorix::renderIOCycle(input, output, eq, loudness, *buffers);
+        path->render(input, output);
         benchmark::DoNotOptimize(out1.data());
     }
     state.SetItemsProcessed(state.iterations() * kFrames);

@@ -116,11 +116,19 @@ EQProcessor::Coeff EQProcessor::coefficient(const BandSpec& band, float gainDB, 
     return Coeff{b0 / a0, b1 / a0, b2 / a0, a1 / a0, a2 / a0};
 }
 
+void EQProcessor::prepare(const RenderSpec& spec) {
+    if (spec.sampleRate > 0 && std::isfinite(spec.sampleRate))
+        sampleRate_ = static_cast<float>(spec.sampleRate);
+    recompute();
+}
+
+void EQProcessor::reset() { recompute(); }
+
 void EQProcessor::recompute() {
     std::array<Coeff, bandCount> coeffs;
     for (int b = 0; b < bandCount; ++b)
-        coeffs[b] = coefficient(bands[b], gainsDB[b], sampleRate);
-    publish(std::any_of(gainsDB.begin(), gainsDB.end(),
+        coeffs[b] = coefficient(bands[b], gainsDB_[b], sampleRate_);
+    publish(std::any_of(gainsDB_.begin(), gainsDB_.end(),
                         [](float g) { return std::fabs(g) > inactiveGainDB; }),
             coeffs);
 }
@@ -149,15 +157,10 @@ void EQProcessor::publish(bool active, const std::array<Coeff, bandCount>& coeff
 }
 
 void EQProcessor::setGains(std::span<const float> gains) {
-    gainsDB.fill(0.0f);
+    gainsDB_.fill(0.0f);
     const std::size_t used = std::min<std::size_t>(gains.size(), bandCount);
     for (std::size_t i = 0; i < used; ++i)
-        gainsDB[i] = clampedOr(gains[i], 0.0f, -maxGainDB, maxGainDB);
-    recompute();
-}
-
-void EQProcessor::setSampleRate(float rate) {
-    sampleRate = rate;
+        gainsDB_[i] = clampedOr(gains[i], 0.0f, -maxGainDB, maxGainDB);
     recompute();
 }
 

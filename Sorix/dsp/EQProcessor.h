@@ -7,6 +7,7 @@
 #include <string_view>
 #include <vector>
 
+#include "RenderSpec.h"
 #include "TripleBuffer.h"
 
 namespace sorix {
@@ -49,23 +50,24 @@ class EQProcessor {
     static const std::array<BandSpec, bandCount> bands;
     static const std::array<std::string_view, bandCount> bandLabels;
 
-    // Main-thread state. The engine may assign these directly and then call recompute().
-    std::array<float, bandCount> gainsDB{};
-    float sampleRate = 48000.0f;
-
+    // Flat, designed for 48 kHz.
     EQProcessor();
 
-    // Rebuilds the coefficients and the active flag from gainsDB and sampleRate, and clears the
-    // filter memories, all taking effect at the start of the next render block.
-    void recompute();
-    // Uses the first six gains, pads with zeros, clamps each to +-12 dB (NaN is 0 dB), then
-    // recomputes.
+    // Every change below takes effect whole at the start of the next render block, with the
+    // filters restarted from silence. Main thread.
+
+    // Designs the filters for the spec's sample rate; one that is not a positive finite rate
+    // keeps the previous design rate.
+    void prepare(const RenderSpec& spec);
+    // Restarts the filters from silence, as for an unrelated program.
+    void reset();
+    // Uses the first six gains, pads with zeros, clamps each to +-12 dB (NaN is 0 dB).
     void setGains(std::span<const float> gains);
-    // Sets the design rate (a pipeline's tap rate) and recomputes.
-    void setSampleRate(float rate);
-    // Runs these filters as they stand, active, until the next recompute, with the filter
-    // memories cleared as a recompute clears them: for tests and experiments with filters the
-    // design never makes (unstable ones, NaN). gainsDB is left as it is.
+    const std::array<float, bandCount>& gains() const noexcept { return gainsDB_; }
+    float sampleRate() const noexcept { return sampleRate_; }
+    // Runs these filters as they stand, active, until the next change: for tests and
+    // experiments with filters the design never makes (unstable ones, NaN). The gains are left
+    // as they are.
     void useCoefficients(const std::array<Coeff, bandCount>& coeffs);
 
     // The set in effect since the last recompute(), as the main thread sees it.
@@ -112,11 +114,15 @@ class EQProcessor {
         alignas(16) float y2[lanesPerVector];
     };
 
+    // Rebuilds the coefficients and the active flag from the gains and the design rate.
+    void recompute();
     void publish(bool active, const std::array<Coeff, bandCount>& coeffs);
     void processChannelPair(const CoefficientSet& set, float* buffer, int64_t channels,
                             int64_t first, int64_t second, int64_t frames,
                             std::array<LaneState, vectorsPerPair>& state) noexcept;
 
+    std::array<float, bandCount> gainsDB_{};
+    float sampleRate_ = static_cast<float>(RenderSpec{}.sampleRate);
     CoefficientSet current_;
     TripleBuffer<CoefficientSet> exchange_;
     // Render thread only: 4 pairs x 3 vectors x 16 floats, the 192 memories of 8 channels.

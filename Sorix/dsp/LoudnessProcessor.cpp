@@ -88,34 +88,39 @@ SORIX_LANES_INLINE void applyStereo(float* frames, int64_t count, const float* g
 
 }  // namespace
 
-LoudnessProcessor::LoudnessProcessor() : envelope_(std::make_unique<float>(0.0f)) {}
+LoudnessProcessor::LoudnessProcessor()
+    : attackCoeff_(attackCoefficientAt(RenderSpec{}.sampleRate)),
+      releaseCoeff_(releaseCoefficientAt(RenderSpec{}.sampleRate)),
+      envelope_(std::make_unique<float>(0.0f)) {}
+
+void LoudnessProcessor::prepare(const RenderSpec& spec) noexcept {
+    if (!(spec.sampleRate > 0) || !std::isfinite(spec.sampleRate)) return;
+    attackCoeff_ = attackCoefficientAt(spec.sampleRate);
+    releaseCoeff_ = releaseCoefficientAt(spec.sampleRate);
+}
+
+void LoudnessProcessor::reset() noexcept { *envelope_ = 0.0f; }
 
 float LoudnessProcessor::validBoost(float factor) noexcept {
     return clampedOr(factor, 1.0f, minBoost, maxBoost);
 }
 
-float LoudnessProcessor::attackCoefficient(double sampleRate) {
+float LoudnessProcessor::attackCoefficientAt(double sampleRate) {
     return smoothingCoefficient(sampleRate, 0.001);
 }
 
-float LoudnessProcessor::releaseCoefficient(double sampleRate) {
+float LoudnessProcessor::releaseCoefficientAt(double sampleRate) {
     return smoothingCoefficient(sampleRate, 0.08);
-}
-
-void LoudnessProcessor::setSampleRate(double sampleRate) {
-    attackCoeff = attackCoefficient(sampleRate);
-    releaseCoeff = releaseCoefficient(sampleRate);
 }
 
 SORIX_RENDER_CLONES void LoudnessProcessor::process(float* buffer, int64_t channels,
                                                     int64_t frames) noexcept {
-    const float gainIn = boost;
-    // x - x is 0 exactly when x is finite. A NaN or infinite factor would leave a NaN in the
-    // envelope, which lives as long as the processor.
-    if (gainIn == 1.0f || gainIn - gainIn != 0.0f) return;
+    // setBoost lets only finite factors through: a NaN would stay in the envelope for good.
+    const float gainIn = boost_;
+    if (gainIn == 1.0f) return;
 
-    const float attack = attackCoeff;
-    const float release = releaseCoeff;
+    const float attack = attackCoeff_;
+    const float release = releaseCoeff_;
     const Follower follower{splat(attack), splat(1.0f - attack), splat(release),
                             splat(1.0f - release)};
     Float4 e = splat(*envelope_);

@@ -5,6 +5,7 @@
 #include <memory>
 
 #include "RelaxedAtomic.h"
+#include "RenderSpec.h"
 
 namespace sorix {
 
@@ -19,24 +20,27 @@ class LoudnessProcessor {
     static constexpr float minBoost = 1.0f;
     static constexpr float maxBoost = 8.0f;
 
-    // Written by the main thread while blocks render; controls go through setBoost. A block
-    // boosts by whatever factor it finds here, except one that is not finite: that leaves the
-    // block alone rather than wreck the envelope, which outlives the block.
-    RelaxedAtomic<float> boost{1.0f};
-    RelaxedAtomic<float> attackCoeff{0.97938216f};
-    RelaxedAtomic<float> releaseCoeff{0.99973965f};
-
+    // Prepared for 48 kHz, with the envelope at rest.
     LoudnessProcessor();
+
+    // Sets the time constants for the spec's sample rate; one that is not a positive finite
+    // rate keeps the previous constants. The envelope carries on: a rebuilt pipeline limits on
+    // from where the last one left off.
+    void prepare(const RenderSpec& spec) noexcept;
+    // Puts the envelope at rest, as for an unrelated program; only while no block renders.
+    void reset() noexcept;
 
     // A boost as a control may ask for it: within minBoost..maxBoost, NaN as 1 (no boost).
     static float validBoost(float factor) noexcept;
-    // Sets the boost to validBoost(factor), from the next block on.
-    void setBoost(float factor) noexcept { boost = validBoost(factor); }
+    // Sets the boost to validBoost(factor), from the next block on; any thread.
+    void setBoost(float factor) noexcept { boost_ = validBoost(factor); }
+    float boost() const noexcept { return boost_; }
 
-    // A 1 ms attack and an 80 ms release at the tap's sample rate.
-    static float attackCoefficient(double sampleRate);
-    static float releaseCoefficient(double sampleRate);
-    void setSampleRate(double sampleRate);
+    // A 1 ms attack and an 80 ms release at a sample rate.
+    static float attackCoefficientAt(double sampleRate);
+    static float releaseCoefficientAt(double sampleRate);
+    float attackCoefficient() const noexcept { return attackCoeff_; }
+    float releaseCoefficient() const noexcept { return releaseCoeff_; }
 
     // Interleaved frames, in place. Does nothing at all, not even to the envelope, while the
     // boost is exactly 1.
@@ -45,6 +49,11 @@ class LoudnessProcessor {
     float envelopeValue() const noexcept { return *envelope_; }
 
   private:
+    // Written by the main thread while blocks render, read once per block.
+    RelaxedAtomic<float> boost_{1.0f};
+    RelaxedAtomic<float> attackCoeff_;
+    RelaxedAtomic<float> releaseCoeff_;
+
     // Blocks are limited in chunks: the envelope follower is a serial recurrence, but the gain
     // curve and its application are not, and run four frames at a time.
     static constexpr int64_t chunkFrames = 256;

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <bit>
+#include <cmath>
 #include <cstring>
 
 #include "VectorOps.h"
@@ -72,6 +73,28 @@ void RenderBuffers::resetHistory() noexcept {
     ringWritePos = 0;
 }
 
+RenderPath::RenderPath() { prepare(spec_); }
+
+void RenderPath::prepare(const RenderSpec& spec) noexcept {
+    if (spec.sampleRate > 0 && std::isfinite(spec.sampleRate)) spec_.sampleRate = spec.sampleRate;
+    spec_.maxBlockSamples =
+        std::clamp<std::size_t>(spec.maxBlockSamples, 1, RenderBuffers::scratchSamples);
+    loudness_.prepare(spec_);
+    eq_.prepare(spec_);
+    buffers_.maxBlockSamples = spec_.maxBlockSamples;
+    buffers_.resetHistory();
+}
+
+void RenderPath::reset() noexcept {
+    loudness_.reset();
+    eq_.reset();
+    buffers_.resetHistory();
+}
+
+void RenderPath::render(const AudioBufferList& input, AudioBufferList& output) noexcept {
+    renderIOCycle(input, output, eq_, loudness_, buffers_);
+}
+
 float RenderBuffers::peak(Diagnostic slot) const noexcept {
     return std::bit_cast<float>(static_cast<uint32_t>(ioDiagnostics[slot].load()));
 }
@@ -122,8 +145,8 @@ SORIX_RENDER_CLONES void copyAndProcess(const AudioBufferList& input, AudioBuffe
 
     // A block never exceeds the scratch buffers; the rest of a larger one stays silent.
     const uint64_t tapFrames = tap.mDataByteSize / (kFloatBytes * channels);
-    const uint64_t samples =
-        std::min<uint64_t>(tapFrames * channels, RenderBuffers::scratchSamples);
+    const uint64_t samples = std::min<uint64_t>(
+        tapFrames * channels, std::min(buffers.maxBlockSamples, RenderBuffers::scratchSamples));
     const auto C = static_cast<int64_t>(channels);
     const auto F = static_cast<int64_t>(samples / channels);
     if (F == 0) return silenceAll();

@@ -35,6 +35,9 @@ struct RenderBuffers {
 
     RenderBuffers();
 
+    // The largest block a cycle processes, in samples; set while no IO cycle runs.
+    std::size_t maxBlockSamples = scratchSamples;
+
     std::unique_ptr<float[]> scratch;         // the current block, processed in place
     std::unique_ptr<float[]> delayedScratch;  // one output's delayed copy read from the ring
     std::unique_ptr<float[]> historyRing;     // interleaved processed history
@@ -51,6 +54,41 @@ struct RenderBuffers {
     void resetHistory() noexcept;
 
     float peak(Diagnostic slot) const noexcept;
+};
+
+// The render path whole: its buffers and both processors, prepared together for a pipeline and
+// handed to the IO procedure as one object. Allocated once; preparing and resetting never
+// allocate, so a pipeline can be rebuilt at any time without touching the heap.
+class RenderPath {
+  public:
+    RenderPath();
+    RenderPath(const RenderPath&) = delete;
+    RenderPath& operator=(const RenderPath&) = delete;
+
+    // Sets the processors for a pipeline's rate and largest block and rewinds the delay
+    // history, which holds audio of the last pipeline. The limiter's envelope carries on. Only
+    // while no IO cycle runs; a rate that is not a positive finite number keeps the previous one.
+    void prepare(const RenderSpec& spec) noexcept;
+    // Forgets all past audio: the history, the envelope and the filter memories. Only while no
+    // IO cycle runs.
+    void reset() noexcept;
+    const RenderSpec& spec() const noexcept { return spec_; }
+
+    LoudnessProcessor& loudness() noexcept { return loudness_; }
+    const LoudnessProcessor& loudness() const noexcept { return loudness_; }
+    EQProcessor& eq() noexcept { return eq_; }
+    const EQProcessor& eq() const noexcept { return eq_; }
+    RenderBuffers& buffers() noexcept { return buffers_; }
+    const RenderBuffers& buffers() const noexcept { return buffers_; }
+
+    // One IO cycle (renderIOCycle); real-time safe.
+    void render(const AudioBufferList& input, AudioBufferList& output) noexcept;
+
+  private:
+    RenderSpec spec_;
+    LoudnessProcessor loudness_;
+    EQProcessor eq_;
+    RenderBuffers buffers_;
 };
 
 // Loud enough to be far beyond any real signal, small enough that boost, equaliser and output

@@ -37,8 +37,7 @@ float gainOfPiece(std::string_view piece) {
 
 void setEQPreset(EQProcessor& eq, const Logger& log, EQProcessor::Preset preset) {
     log.log("EQ preset -> %{public}s", std::string(EQProcessor::rawValue(preset)));
-    eq.gainsDB = EQProcessor::gains(preset);
-    eq.recompute();
+    eq.setGains(EQProcessor::gains(preset));
 }
 
 void setEQGains(EQProcessor& eq, const Logger& log, std::span<const float> gains) {

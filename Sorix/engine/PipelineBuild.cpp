@@ -91,14 +91,12 @@ void TapEngine::setUpPipeline() {
     lastPipelineBuild_ = mainQueue_.now();
     installOutputDeviceListeners();
     assignBufferRanges(outputs);
-    adoptTapSampleRate();
+    prepareRenderPath();
     writeOutputDelays();
-    // Nothing renders yet, so the history can be rewound without a race.
-    renderBuffers->resetHistory();
 
-    AudioDeviceIOBlock block = [eq = eq, loudness = loudness, buffers = renderBuffers](
-                                   const AudioBufferList& input, AudioBufferList& output) {
-        renderIOCycle(input, output, *eq, *loudness, *buffers);
+    AudioDeviceIOBlock block = [path = renderPath_](const AudioBufferList& input,
+                                                    AudioBufferList& output) {
+        path->render(input, output);
     };
     AudioDeviceIOProcID procID = 0;
     status = hardware_.createIOProcID(aggregateID_, std::move(block), procID);
@@ -152,24 +150,22 @@ void TapEngine::assignBufferRanges(const std::vector<std::string>& outputs) {
     deviceBufferRanges = std::move(ranges);
 }
 
-void TapEngine::adoptTapSampleRate() {
+void TapEngine::prepareRenderPath() {
+    RenderSpec spec = renderPath_->spec();
     AudioStreamBasicDescription format;
-    if (getProperty(hardware_, tapID_, globalAddress(Selector::tapFormat), format) !=
+    if (getProperty(hardware_, tapID_, globalAddress(Selector::tapFormat), format) ==
         kAudioHardwareNoError) {
-        return;  // keep the previous rate and everything derived from it
+        spec.sampleRate = format.mSampleRate;
     }
-    const double rate = format.mSampleRate;
-    loudness->setSampleRate(rate);
-    eq->sampleRate = static_cast<float>(rate);
-    eq->recompute();
-    pipelineSampleRate = rate;
+    // Nothing renders yet, so the history can be rewound without a race.
+    renderPath_->prepare(spec);
 }
 
 void TapEngine::writeOutputDelays() {
     for (const auto& [uid, range] : deviceBufferRanges) {
         const auto stored = deviceDelaysMs->find(uid);
         const double milliseconds = stored == deviceDelaysMs->end() ? 0.0 : stored->second;
-        const uint32_t frames = delayFrames(milliseconds, pipelineSampleRate);
+        const uint32_t frames = delayFrames(milliseconds, pipelineSampleRate());
         for (uint32_t slot = range.begin; slot < range.end && slot < outputDelays.size(); ++slot)
             outputDelays[slot] = frames;
     }

@@ -69,7 +69,7 @@ void TapEngine::checkWatchdog(uint64_t samplesAtBuild) {
         startAttempts_ = 0;
         log_.log("pipeline alive: %llu samples rendered in first 2s, boost %{public}fx",
                  static_cast<unsigned long long>(samples - samplesAtBuild),
-                 static_cast<double>(loudness->boost.load()));
+                 static_cast<double>(loudness().boost()));
         return;
     }
     // No limit here: a device that builds but never renders is retried until the user stops.
@@ -89,8 +89,8 @@ void TapEngine::startMeterLogging() {
 }
 
 void TapEngine::meterTick() {
-    const float inputPeak = renderBuffers->peak(RenderBuffers::inputPeak);
-    const float outputPeak = renderBuffers->peak(RenderBuffers::outputPeak);
+    const float inputPeak = renderPath_->buffers().peak(RenderBuffers::inputPeak);
+    const float outputPeak = renderPath_->buffers().peak(RenderBuffers::outputPeak);
     log_.log("meter: inPeak=%{public}s outPeak=%{public}s callbacks=%llu", peakText(inputPeak),
              peakText(outputPeak),
              static_cast<unsigned long long>(ioDiagnostics[RenderBuffers::callbacks].load()));

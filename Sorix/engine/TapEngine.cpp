@@ -42,14 +42,11 @@ std::shared_ptr<TapEngine> TapEngine::create(Services services) {
 }
 
 TapEngine::TapEngine(Token, Services services)
-    : loudness(std::make_shared<LoudnessProcessor>()),
-      eq(std::make_shared<EQProcessor>()),
-      renderBuffers(std::make_shared<RenderBuffers>()),
-      samplesRendered(renderBuffers->samplesRendered),
-      ioDiagnostics(renderBuffers->ioDiagnostics),
-      outputGains(renderBuffers->outputGains),
-      outputDelays(renderBuffers->outputDelays),
-      processBypass(renderBuffers->processBypass),
+    : samplesRendered(renderPath_->buffers().samplesRendered),
+      ioDiagnostics(renderPath_->buffers().ioDiagnostics),
+      outputGains(renderPath_->buffers().outputGains),
+      outputDelays(renderPath_->buffers().outputDelays),
+      processBypass(renderPath_->buffers().processBypass),
       hardware_(services.hardware),
       mainQueue_(services.mainQueue),
       settings_(services.settings),

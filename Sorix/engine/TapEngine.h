@@ -33,6 +33,9 @@ namespace sorix {
 // PipelineBuild.cpp, PipelineRecovery.cpp, EngineEQ.cpp, and in Sorix/outputs the catalogue and
 // selection.
 class TapEngine : public std::enable_shared_from_this<TapEngine> {
+    // First, as the render tables below refer into it.
+    const std::shared_ptr<RenderPath> renderPath_ = std::make_shared<RenderPath>();
+
   public:
     using OutputDevice = sorix::OutputDevice;
     using TimePoint = double;  // seconds on the main queue's clock
@@ -92,10 +95,11 @@ class TapEngine : public std::enable_shared_from_this<TapEngine> {
     TimePoint suppressListenerUntil = distantPast;
     Published<State> state{State::inactive()};
 
-    // The render path's side: shared with the IO procedure, which holds them for its whole life.
-    const std::shared_ptr<LoudnessProcessor> loudness;
-    const std::shared_ptr<EQProcessor> eq;
-    const std::shared_ptr<RenderBuffers> renderBuffers;
+    // The render path's side: shared with the IO procedure, which holds it for its whole life.
+    LoudnessProcessor& loudness() { return renderPath_->loudness(); }
+    const LoudnessProcessor& loudness() const { return renderPath_->loudness(); }
+    EQProcessor& eq() { return renderPath_->eq(); }
+    const EQProcessor& eq() const { return renderPath_->eq(); }
     RelaxedAtomic<uint64_t>& samplesRendered;
     std::array<RelaxedAtomic<uint64_t>, RenderBuffers::diagnosticSlots>& ioDiagnostics;
     std::array<RelaxedAtomic<float>, RenderBuffers::outputSlots>& outputGains;
@@ -112,7 +116,8 @@ class TapEngine : public std::enable_shared_from_this<TapEngine> {
     RelaxedAtomic<uint32_t>& processBypass;
     Published<std::map<std::string, double>> deviceDelaysMs;
     std::map<std::string, uint32_t> autoDelayFrames;
-    double pipelineSampleRate = 48000;
+    // The sample rate of the current pipeline (of the last one while none runs).
+    double pipelineSampleRate() const { return renderPath_->spec().sampleRate; }
 
     // Start and stop (TapEngine.cpp).
     void start();
@@ -187,13 +192,6 @@ class TapEngine : public std::enable_shared_from_this<TapEngine> {
     void setEQPreset(EQProcessor::Preset preset);
     void setEQGains(std::span<const float> gains);
 
-    // The IO procedure's work for one cycle; real-time safe.
-    static void copyAndProcess(const AudioBufferList& input, AudioBufferList& output,
-                               EQProcessor& eq, LoudnessProcessor& loudness,
-                               RenderBuffers& buffers) noexcept {
-        sorix::copyAndProcess(input, output, eq, loudness, buffers);
-    }
-
     // Read by tests and tools.
     const Logger& log() const { return log_; }
     int startAttempts() const { return startAttempts_; }
@@ -238,7 +236,8 @@ class TapEngine : public std::enable_shared_from_this<TapEngine> {
     void meterTick();
     void checkWatchdog(uint64_t samplesAtBuild);
     void assignBufferRanges(const std::vector<std::string>& outputs);
-    void adoptTapSampleRate();
+    // Prepares the render path for the tap's rate; a failed read keeps the previous one.
+    void prepareRenderPath();
     void writeOutputDelays();
     void loadSettings();
 

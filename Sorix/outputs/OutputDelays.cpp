@@ -39,7 +39,7 @@ void TapEngine::setOutputDelay(const std::string& uid, double milliseconds) {
     if (range == deviceBufferRanges.end()) return;  // takes effect at the next build
     const auto automatic = autoDelayFrames.find(uid);
     const uint32_t total = (automatic == autoDelayFrames.end() ? 0 : automatic->second) +
-                           delayFrames(clamped, pipelineSampleRate);
+                           delayFrames(clamped, pipelineSampleRate());
     for (uint32_t slot = range->second.begin;
          slot < range->second.end && slot < outputDelays.size(); ++slot)
         outputDelays[slot] = total;
@@ -79,7 +79,7 @@ void TapEngine::recomputeReportedSync() {
     }
     for (const auto& [uid, range] : deviceBufferRanges) {
         const double hold = std::max(0.0, longest - latencies[uid]);
-        const uint32_t holdFrames = framesForSeconds(hold, pipelineSampleRate);
+        const uint32_t holdFrames = framesForSeconds(hold, pipelineSampleRate());
         const auto previous = autoDelayFrames.find(uid);
         if (previous == autoDelayFrames.end() || previous->second != holdFrames) {
             log_.log("reported-sync update: %{public}s auto hold -> %ldms", outputName(uid),
@@ -87,8 +87,8 @@ void TapEngine::recomputeReportedSync() {
         }
         autoDelayFrames[uid] = holdFrames;
         const auto manual = deviceDelaysMs->find(uid);
-        const uint32_t manualFrames =
-            delayFrames(manual == deviceDelaysMs->end() ? 0.0 : manual->second, pipelineSampleRate);
+        const uint32_t manualFrames = delayFrames(
+            manual == deviceDelaysMs->end() ? 0.0 : manual->second, pipelineSampleRate());
         for (uint32_t slot = range.begin; slot < range.end && slot < outputDelays.size(); ++slot)
             outputDelays[slot] = holdFrames + manualFrames;
     }

@@ -116,25 +116,25 @@ TEST_F(AppDelegateTest, StoredBoostIsCappedBeforeTheFirstBlockAndTheStoreIsLeftA
     settings.setDouble(Keys::volumeBoost, 4.8);
     settings.setBool(Keys::boostActive, true);
     auto delegate = launched();
-    EXPECT_FLOAT_EQ(delegate->engine().loudness->boost, 2.0f);
+    EXPECT_FLOAT_EQ(delegate->engine().loudness().boost(), 2.0f);
     EXPECT_TRUE(logged("Safe Mode caps the boost at 2.0x (stored 4.8x); safeMode=false lifts it"));
     EXPECT_DOUBLE_EQ(settings.doubleForKey(Keys::volumeBoost), 4.8);
 
     settings.setBool(Keys::safeMode, false);
-    EXPECT_FLOAT_EQ(launched()->engine().loudness->boost, 4.8f);
+    EXPECT_FLOAT_EQ(launched()->engine().loudness().boost(), 4.8f);
 }
 
 TEST_F(AppDelegateTest, StoredEqualiserIsAppliedAsPresetOrAsTheUsersOwnGains) {
     settings.setString(Keys::eqPreset, "bass");
-    EXPECT_EQ(launched()->engine().eq->gainsDB, EQProcessor::gains(EQProcessor::Preset::bass));
+    EXPECT_EQ(launched()->engine().eq().gains(), EQProcessor::gains(EQProcessor::Preset::bass));
 
     settings.setString(Keys::eqPreset, "custom");
     settings.setString(Keys::customEQGains, "1.5,0.0,-2.0");
     const std::array<float, EQProcessor::bandCount> padded = {1.5f, 0, -2.0f, 0, 0, 0};
-    EXPECT_EQ(launched()->engine().eq->gainsDB, padded);
+    EXPECT_EQ(launched()->engine().eq().gains(), padded);
 
     settings.setString(Keys::eqPreset, "loudness-war");
-    EXPECT_EQ(launched()->engine().eq->gainsDB, EQProcessor::gains(EQProcessor::Preset::flat));
+    EXPECT_EQ(launched()->engine().eq().gains(), EQProcessor::gains(EQProcessor::Preset::flat));
 }
 
 TEST_F(AppDelegateTest, QuitTakesEveryOutputDownAndKeepsTheMasterSwitch) {

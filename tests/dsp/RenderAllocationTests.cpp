@@ -80,11 +80,12 @@ TEST(RenderAllocationTest, CountingSeesEveryKindOfAllocation) {
     EXPECT_EQ(allocations.load() - before, 3u);
 }
 
-TEST(RenderAllocationTest, IOCyclesNeverAllocate) {
-    EQProcessor eq;
-    LoudnessProcessor limiter;
-    auto buffers = std::make_unique<RenderBuffers>();
-    limiter.boost = 8.0f;
+TEST(RenderAllocationTest, IOCyclesAndPipelineRebuildsNeverAllocate) {
+    auto path = std::make_unique<RenderPath>();
+    EQProcessor& eq = path->eq();
+    LoudnessProcessor& limiter = path->loudness();
+    RenderBuffers* buffers = &path->buffers();
+    limiter.setBoost(8.0f);
     eq.setGains(EQProcessor::gains(EQProcessor::Preset::music));
     buffers->outputGains[1] = 0.7f;
     buffers->outputDelays[1] = 480;
@@ -119,7 +120,10 @@ TEST(RenderAllocationTest, IOCyclesNeverAllocate) {
                                                                : EQProcessor::Preset::movie));
 
         const uint64_t before = allocations.load();
-        renderIOCycle(inList, outList, eq, limiter, *buffers);
+        // A rebuild prepares the path for the new tap's rate between two cycles.
+        if (round % 1000 == 999)
+            path->prepare({.sampleRate = round % 2000 == 999 ? 44100.0 : 48000.0});
+        path->render(inList, outList);
         during += allocations.load() - before;
     }
     EXPECT_EQ(during, 0u);

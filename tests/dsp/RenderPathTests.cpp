@@ -15,9 +15,10 @@ namespace {
 using Preset = EQProcessor::Preset;
 
 struct Rig {
-    EQProcessor eq;
-    LoudnessProcessor limiter;
-    std::unique_ptr<RenderBuffers> buffers = std::make_unique<RenderBuffers>();
+    std::unique_ptr<RenderPath> path = std::make_unique<RenderPath>();
+    EQProcessor& eq = path->eq();
+    LoudnessProcessor& limiter = path->loudness();
+    RenderBuffers* buffers = &path->buffers();
 
     uint64_t count(RenderBuffers::Diagnostic slot) const { return buffers->ioDiagnostics[slot]; }
 };
@@ -38,7 +39,7 @@ void cycle(Rig& rig, const AudioBufferList& input, std::vector<Block>& outputs) 
     for (Block& b : outputs)
         out.push_back(bufferOf(b));
     AudioBufferList outList{static_cast<uint32_t>(out.size()), out.data()};
-    renderIOCycle(input, outList, rig.eq, rig.limiter, *rig.buffers);
+    rig.path->render(input, outList);
 }
 
 void cycle(Rig& rig, std::vector<Block> inputs, std::vector<Block>& outputs) {
@@ -57,7 +58,7 @@ std::vector<Block> outputsOf(std::initializer_list<uint32_t> channels, std::size
 }
 
 void boostAndEqualise(Rig& rig) {
-    rig.limiter.boost = 8.0f;
+    rig.limiter.setBoost(8.0f);
     rig.eq.setGains(EQProcessor::gains(Preset::movie));
 }
 
@@ -224,6 +225,33 @@ TEST(RenderPathTest, DelayBeyondTheRingIsClamped) {
     }
 }
 
+TEST(RenderPathTest, PreparingRewindsTheHistoryAndCutsBlocksToTheLargest) {
+    Rig rig;
+    rig.buffers->processBypass = 1;
+    rig.buffers->outputDelays[0] = 8;
+    std::vector<Block> outs = outputsOf({2}, 16);
+    cycle(rig, {{2, std::vector<float>(32, 0.5f)}}, outs);
+    ASSERT_EQ(outs[0].samples[31], 0.5f);
+
+    rig.path->prepare({.sampleRate = 44100, .maxBlockSamples = 20});
+    EXPECT_EQ(rig.path->spec().sampleRate, 44100);
+    EXPECT_EQ(rig.eq.sampleRate(), 44100.0f);
+    outs = outputsOf({2, 2}, 16);
+    rig.buffers->outputDelays[1] = 0;
+    cycle(rig, {{2, std::vector<float>(32, 0.25f)}}, outs);
+    // The delayed output starts from silence again; both stop at the tenth frame.
+    for (std::size_t i = 0; i < 32; ++i) {
+        const float current = i < 20 ? 0.25f : 0.0f;
+        ASSERT_EQ(outs[1].samples[i], current) << i;
+        ASSERT_EQ(outs[0].samples[i], i < 16 ? 0.0f : current) << i;
+    }
+
+    rig.path->prepare({.sampleRate = std::numeric_limits<double>::quiet_NaN(),
+                       .maxBlockSamples = kMaxBlockSamples * 2});
+    EXPECT_EQ(rig.path->spec().sampleRate, 44100) << "a bad rate keeps the last one";
+    EXPECT_EQ(rig.path->spec().maxBlockSamples, kMaxBlockSamples) << "no more than allocated";
+}
+
 TEST(RenderPathTest, NonFiniteInputCountsAsSilence) {
     Rig poisoned, clean;
     for (Rig* rig : {&poisoned, &clean}) {
@@ -260,7 +288,7 @@ TEST(RenderPathTest, AnyFiltersAndGainsStayWithinFullScaleTimesTheGain) {
     std::mt19937 rng(77);
     auto unit = [&] { return std::uniform_real_distribution<float>(-1.0f, 1.0f)(rng); };
     Rig rig;
-    rig.limiter.boost = 8.0f;
+    rig.limiter.setBoost(8.0f);
     for (std::size_t slot = 0; slot < std::size(gains); ++slot) {
         rig.buffers->outputGains[slot] = gains[slot];
         rig.buffers->outputDelays[slot] = slot % 3 == 0 ? 0 : 37 * static_cast<uint32_t>(slot);
@@ -336,9 +364,9 @@ TEST(RenderPathTest, SurvivesArbitraryBufferLists) {
         }
         const uint32_t tapChannels = in.empty() ? 1 : std::max(in.back().mNumberChannels, 1u);
         if (bounded && (tapChannels > 8 || chance(0.5)))
-            rig.limiter.boost = 1.5f + 6.5f * unit();
+            rig.limiter.setBoost(1.5f + 6.5f * unit());
         else
-            rig.limiter.boost = bounded || chance(0.5) ? 1.0f : 8.0f * unit();
+            rig.limiter.setBoost(bounded || chance(0.5) ? 1.0f : 8.0f * unit());
 
         std::vector<std::vector<unsigned char>> outData(
             static_cast<std::size_t>(chance(0.05) ? 34 : uniform(0, 4)));
@@ -354,7 +382,7 @@ TEST(RenderPathTest, SurvivesArbitraryBufferLists) {
                                      chance(0.05) ? nullptr : in.data()};
         AudioBufferList outList{static_cast<uint32_t>(out.size()),
                                 chance(0.05) ? nullptr : out.data()};
-        renderIOCycle(inList, outList, rig.eq, rig.limiter, *rig.buffers);
+        rig.path->render(inList, outList);
 
         for (std::size_t i = 0; i < out.size(); ++i) {
             const std::vector<unsigned char>& storage = outData[i];

@@ -17,16 +17,16 @@ TEST(EQControlsTest, PresetsAndCustomGainsAreLoggedAndApplied) {
 
     setEQPreset(eq, log, EQProcessor::Preset::bass);
     EXPECT_TRUE(eq.active());
-    EXPECT_EQ(eq.gainsDB, EQProcessor::gains(EQProcessor::Preset::bass));
+    EXPECT_EQ(eq.gains(), EQProcessor::gains(EQProcessor::Preset::bass));
     setEQPreset(eq, log, EQProcessor::Preset::flat);
     EXPECT_FALSE(eq.active());
 
     const std::vector<float> tooLoud = {20, 0, 0, 0, 0, 0};
     setEQGains(eq, log, tooLoud);
-    EXPECT_EQ(eq.gainsDB, (Gains{12, 0, 0, 0, 0, 0}));
+    EXPECT_EQ(eq.gains(), (Gains{12, 0, 0, 0, 0, 0}));
     const std::vector<float> fewer = {3, 0, -1.5f};
     setEQGains(eq, log, fewer);
-    EXPECT_EQ(eq.gainsDB, (Gains{3, 0, -1.5f, 0, 0, 0}));
+    EXPECT_EQ(eq.gains(), (Gains{3, 0, -1.5f, 0, 0, 0}));
 
     EXPECT_EQ(sink->messages(),
               (std::vector<std::string>{"EQ preset -> bass", "EQ preset -> flat",
@@ -73,7 +73,7 @@ TEST(EQControlsTest, StoredGainsReadAndWriteTheSameUnderACommaDecimalLocale) {
     setEQGains(eq, Logger("TapEngine", sink), parseCustomEQGains("3.5,0,0,0,0,-2"));
     EXPECT_EQ(sink->messages(),
               std::vector<std::string>{"EQ custom gains -> 3.5,0.0,0.0,0.0,0.0,-2.0"});
-    EXPECT_EQ(eq.gainsDB, (Gains{3.5f, 0, 0, 0, 0, -2}));
+    EXPECT_EQ(eq.gains(), (Gains{3.5f, 0, 0, 0, 0, -2}));
 }
 
 }  // namespace

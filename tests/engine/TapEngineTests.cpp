@@ -9,7 +9,7 @@ using TapEngineTest = EngineFixture;
 TEST_F(TapEngineTest, StartBuildsStopTearsDownAndEveryAssignmentIsLogged) {
     auto engine = makeEngine();
     EXPECT_EQ(engine->state.get(), TapEngine::State::inactive());
-    EXPECT_EQ(engine->pipelineSampleRate, 48000);
+    EXPECT_EQ(engine->pipelineSampleRate(), 48000);
     for (std::size_t slot = 0; slot < 32; ++slot) {
         EXPECT_EQ(engine->outputGains[slot].load(), 1.0f);
         EXPECT_EQ(engine->outputDelays[slot].load(), 0u);
@@ -162,22 +162,23 @@ TEST_F(TapEngineTest, TheTapRateSetsTheProcessorsAndAFailedReadKeepsThePrevious)
     hardware.setTapSampleRate(44100);
     auto engine = startedEngine();
     EXPECT_EQ(hardware.tap()->muteBehavior, TapDescription::MuteBehavior::unmuted);
-    EXPECT_EQ(engine->pipelineSampleRate, 44100);
-    EXPECT_EQ(engine->eq->sampleRate, 44100.0f);
-    EXPECT_EQ(engine->loudness->attackCoeff.load(), LoudnessProcessor::attackCoefficient(44100));
+    EXPECT_EQ(engine->pipelineSampleRate(), 44100);
+    EXPECT_EQ(engine->eq().sampleRate(), 44100.0f);
+    EXPECT_EQ(engine->loudness().attackCoefficient(),
+              LoudnessProcessor::attackCoefficientAt(44100));
     EXPECT_EQ(engine->outputDelays[0].load(), 441u);
 
     hardware.setTapSampleRate(96000);
     hardware.injectFailure(Call::get, Selector::tapFormat, kAudioHardwareUnspecifiedError);
     engine->rebuildIfRunning();
     EXPECT_EQ(engine->state->kind(), Case::active);
-    EXPECT_EQ(engine->pipelineSampleRate, 44100) << "a failed read keeps the previous rate";
+    EXPECT_EQ(engine->pipelineSampleRate(), 44100) << "a failed read keeps the previous rate";
     EXPECT_EQ(engine->outputDelays[0].load(), 441u);
 }
 
 TEST_F(TapEngineTest, TheIOProcedureBoostsWithTheEnginesProcessors) {
     auto engine = startedEngine();
-    engine->loudness->boost = 2.0f;
+    engine->loudness().setBoost(2.0f);
     renderCycle(0.1f);
     EXPECT_NEAR(lastOutput[0], 0.2f, 1e-6f);
     EXPECT_EQ(engine->samplesRendered.load(), 128u) << "64 stereo frames";

@@ -7,15 +7,14 @@ void applyEqualiser(const EqualiserChoice& choice, EQProcessor& eq) {
         eq.setGains(*choice.gains);
         return;
     }
-    eq.gainsDB = EQProcessor::gains(choice.preset.value_or(EQProcessor::Preset::flat));
-    eq.recompute();
+    eq.setGains(EQProcessor::gains(choice.preset.value_or(EQProcessor::Preset::flat)));
 }
 
 std::array<float, EQProcessor::bandCount> equaliserGains(const EqualiserChoice& choice) {
     // Asks a real equaliser rather than repeating its clamping rules here.
     EQProcessor eq;
     applyEqualiser(choice, eq);
-    return eq.gainsDB;
+    return eq.gains();
 }
 
 }  // namespace sorix::render

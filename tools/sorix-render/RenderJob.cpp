@@ -63,14 +63,12 @@ std::optional<RenderFailure> renderFiles(const RenderOptions& options) {
 
     // Configured as a pipeline build configures them for a tap of this rate, then set as the
     // engine's controls set them.
-    const auto buffers = std::make_unique<RenderBuffers>();
-    const auto loudness = std::make_unique<LoudnessProcessor>();
-    const auto eq = std::make_unique<EQProcessor>();
-    loudness->setSampleRate(rate);
-    eq->setSampleRate(static_cast<float>(rate));
-    loudness->boost = options.boost;
-    applyEqualiser(options.equaliser, *eq);
-    buffers->processBypass = options.bypass ? 1u : 0u;
+    const auto path = std::make_unique<RenderPath>();
+    path->prepare({.sampleRate = rate});
+    path->loudness().setBoost(options.boost);
+    applyEqualiser(options.equaliser, path->eq());
+    RenderBuffers& buffers = path->buffers();
+    buffers.processBypass = options.bypass ? 1u : 0u;
 
     // Everything the loop touches is allocated here, once.
     PendingOutputs files(options.outputs.size());
@@ -82,8 +80,8 @@ std::optional<RenderFailure> renderFiles(const RenderOptions& options) {
         outputBlocks.emplace_back(std::size_t{options.blockFrames} *
                                   outputBuffers[i].mNumberChannels);
         outputBuffers[i].mData = outputBlocks.back().data();
-        buffers->outputGains[i] = spec.gain;
-        buffers->outputDelays[i] = delayFrames(spec.delayMs, rate);
+        buffers.outputGains[i] = spec.gain;
+        buffers.outputDelays[i] = delayFrames(spec.delayMs, rate);
         if (auto error =
                 files.add(spec.path, inputInfo.samplerate, outputBuffers[i].mNumberChannels))
             return fileFailure(*error);
@@ -101,7 +99,7 @@ std::optional<RenderFailure> renderFiles(const RenderOptions& options) {
         for (AudioBuffer& buffer : outputBuffers)
             buffer.mDataByteSize =
                 static_cast<uint32_t>(frames * buffer.mNumberChannels * sizeof(float));
-        renderIOCycle(inputList, outputList, *eq, *loudness, *buffers);
+        path->render(inputList, outputList);
         for (std::size_t i = 0; i < outputBlocks.size(); ++i) {
             if (auto error = files.write(i, outputBlocks[i].data(), frames))
                 return fileFailure(*error);
