@@ -11,7 +11,7 @@ packages=(
     pipewire pipewire-pulse wireplumber dbus-daemon
     locales
     libgtest-dev libgmock-dev libbenchmark-dev
-    sox jq
+    sox
 )
 
 # The tests run Sorix under a comma-decimal locale as well.

@@ -11,12 +11,13 @@ set -euo pipefail
 cd "$(dirname "$0")/.."
 
 usage="usage: bash scripts/run.sh [--boost FACTOR]   (FACTOR from 1 to 8)"
-boost=""
+arguments=()
 while [ $# -gt 0 ]; do
     case "$1" in
         --boost)
             [ $# -ge 2 ] || { echo "$usage" >&2; exit 2; }
-            boost="$2"
+            # sorix itself checks the factor and stores it.
+            arguments+=(--boost "$2")
             shift 2
             ;;
         -h | --help)
@@ -29,45 +30,19 @@ while [ $# -gt 0 ]; do
             ;;
     esac
 done
-# awk reads and prints numbers in the locale's notation: under a comma-decimal one it would print
-# 2.5 as "2,5", which is not JSON. The factor is a "C" number whatever the user's locale.
-c_awk() { LC_ALL=C awk "$@"; }
-if [ -n "$boost" ]; then
-    if ! [[ "$boost" =~ ^[0-9]+([.][0-9]+)?$ ]] ||
-        ! c_awk -v b="$boost" 'BEGIN { exit !(b >= 1 && b <= 8) }'; then
-        echo "--boost needs a factor from 1 to 8, not \"$boost\"" >&2
-        exit 2
-    fi
-    boost="$(c_awk -v b="$boost" 'BEGIN { print b + 0 }')"  # JSON has no "08" or "2."
-fi
 
 bash scripts/install-deps.sh
 cmake -S . -B build -DCMAKE_BUILD_TYPE=Release >/dev/null
 cmake --build build -j"$(nproc)" --target sorix
 
-# The file sorix reads: $SORIX_SETTINGS_FILE, else $XDG_CONFIG_HOME (when absolute) or ~/.config.
-config_home="$HOME/.config"
-[[ "${XDG_CONFIG_HOME:-}" == /* ]] && config_home="$XDG_CONFIG_HOME"
-settings="${SORIX_SETTINGS_FILE:-$config_home/sorix/settings.json}"
-
-if [ -n "$boost" ]; then
-    mkdir -p "$(dirname "$settings")"
-    current='{}'
-    [ -s "$settings" ] && current="$(cat "$settings")"
-    safe_mode_off=false
-    c_awk -v b="$boost" 'BEGIN { exit !(b > 2) }' && safe_mode_off=true
-    # Replaced whole, as sorix itself writes it, so a reader never sees half a file.
-    jq --argjson boost "$boost" --argjson unsafe "$safe_mode_off" \
-        '.volumeBoost = $boost | .boostActive = true | if $unsafe then .safeMode = false else . end' \
-        <<<"$current" >"$settings.run-sh"
-    mv "$settings.run-sh" "$settings"
-fi
-
 pulse_dir=""
 pulse_pid=""
+# shellcheck disable=SC2317  # run by the EXIT trap
 stop_private_server() {
-    [ -n "$pulse_pid" ] && kill "$pulse_pid" 2>/dev/null && wait "$pulse_pid" 2>/dev/null || true
-    [ -n "$pulse_dir" ] && rm -rf "$pulse_dir"
+    if [ -n "$pulse_pid" ] && kill "$pulse_pid" 2>/dev/null; then
+        wait "$pulse_pid" 2>/dev/null || true
+    fi
+    if [ -n "$pulse_dir" ]; then rm -rf "$pulse_dir"; fi
 }
 if ! pactl info >/dev/null 2>&1; then
     pulse_dir="$(mktemp -d /tmp/sorix-pulse-XXXXXX)"
@@ -98,13 +73,7 @@ PA
         "(PULSE_SERVER=$PULSE_SERVER; programs that play there are boosted)."
 fi
 
-if [ "$(jq -r '.boostActive == true' "$settings" 2>/dev/null)" = true ]; then
-    echo "Settings: $settings (boosting is on). Ctrl-C stops Sorix."
-else
-    echo "Settings: $settings. Boosting is off: set \"boostActive\": true there (or run" \
-        "with --boost FACTOR) and start again; the panel that switches it comes later."
-    echo "Sorix idles until then. Ctrl-C stops it."
-fi
+echo "Ctrl-C stops Sorix."
 status=0
-SORIX_SETTINGS_FILE="$settings" build/bin/sorix || status=$?
+build/bin/sorix "${arguments[@]}" || status=$?
 exit "$status"

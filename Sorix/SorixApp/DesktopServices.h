@@ -29,6 +29,7 @@ class DesktopServices {
 
     TapEngine::Services engineServices();
     const Logger& log() const { return log_; }
+    SettingsStore& settings() { return settings_; }
 
   private:
     std::shared_ptr<LogSink> logSink_;

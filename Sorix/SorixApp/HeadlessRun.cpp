@@ -5,8 +5,11 @@
 #include <cstdlib>
 
 #include "AppDelegate.h"
+#include "DecimalText.h"
 #include "DesktopServices.h"
+#include "SettingsKeys.h"
 #include "SignalBridge.h"
+#include "StoredControls.h"
 
 namespace sorix {
 
@@ -22,7 +25,7 @@ bool hasDisplay() {
 
 }  // namespace
 
-int runHeadless(int& argc, char** argv) {
+int runHeadless(int& argc, char** argv, const RunRequest& request) {
     QCoreApplication application(argc, argv);
     // First of all: a stop during the connection wait must still end in a clean shut-down.
     // SIGHUP too, since a closed terminal would otherwise leave every program captured by a tap
@@ -30,6 +33,17 @@ int runHeadless(int& argc, char** argv) {
     SignalBridge stopSignals({SIGINT, SIGTERM, SIGHUP}, [](int) { QCoreApplication::quit(); });
 
     DesktopServices services;
+    const std::string settingsFile = DesktopServices::settingsFile().string();
+    if (request.boost) {
+        storeChosenBoost(services.settings(), *request.boost);
+        services.log().log("boost %sx stored in %s, boosting on", fixedDecimal(*request.boost, 2),
+                           settingsFile);
+    } else if (!services.settings().boolForKey(SettingsKeys::boostActive)) {
+        services.log().log(
+            "boosting is off: run with --boost FACTOR, or set \"boostActive\": "
+            "true in %s",
+            settingsFile);
+    }
     AppDelegate delegate(services.engineServices());
     QObject::connect(&application, &QCoreApplication::aboutToQuit,
                      [&delegate] { delegate.applicationWillTerminate(); });

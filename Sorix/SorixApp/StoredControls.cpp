@@ -1,6 +1,5 @@
 #include "StoredControls.h"
 
-#include <algorithm>
 #include <string>
 
 #include "EQControls.h"
@@ -8,27 +7,24 @@
 
 namespace sorix {
 
-namespace {
-
-constexpr float kSafeModeCap = 2.0f;
-
-}  // namespace
-
 float launchBoost(const SettingsStore& settings) {
-    // The store reads a non-finite number as absent; a finite one beyond a float's range must be
-    // held in double before it is narrowed.
-    const double stored =
-        settings.number(SettingsKeys::volumeBoost).value_or(SettingsKeys::volumeBoostDefault);
-    const double held = std::clamp(stored, static_cast<double>(LoudnessProcessor::minBoost),
-                                   static_cast<double>(LoudnessProcessor::maxBoost));
-    return LoudnessProcessor::validBoost(static_cast<float>(held));
+    // The store reads a non-finite number as absent.
+    return BoostRange::effective(
+        settings.number(SettingsKeys::volumeBoost).value_or(SettingsKeys::volumeBoostDefault),
+        false);
 }
 
 float safeModeCapped(float boost, const SettingsStore& settings) {
-    const bool safeMode =
-        settings.boolean(SettingsKeys::safeMode).value_or(SettingsKeys::safeModeDefault);
-    const float valid = LoudnessProcessor::validBoost(boost);
-    return safeMode ? std::min(valid, kSafeModeCap) : valid;
+    return BoostRange::effective(
+        boost, settings.boolean(SettingsKeys::safeMode).value_or(SettingsKeys::safeModeDefault));
+}
+
+bool storeChosenBoost(SettingsStore& settings, double factor) {
+    if (!BoostRange::offers(factor)) return false;
+    settings.setDouble(SettingsKeys::volumeBoost, factor);
+    settings.setBool(SettingsKeys::boostActive, true);
+    if (factor > BoostRange::safeModeCap) settings.setBool(SettingsKeys::safeMode, false);
+    return true;
 }
 
 void applyStoredEqualiser(TapEngine& engine, const SettingsStore& settings) {

@@ -16,6 +16,11 @@ float launchBoost(const SettingsStore& settings);
 // never set), as the panel applies it whenever it appears.
 float safeModeCapped(float boost, const SettingsStore& settings);
 
+// Stores a boost chosen outright (sorix --boost) as the panel would: the factor, the master
+// switch on, and Safe Mode off when the factor is beyond its cap. A factor the user cannot
+// choose stores nothing and gives false.
+bool storeChosenBoost(SettingsStore& settings, double factor);
+
 // Hands the stored equaliser to the engine: the stored preset, or the user's own gains when the
 // preset is custom.
 void applyStoredEqualiser(TapEngine& engine, const SettingsStore& settings);

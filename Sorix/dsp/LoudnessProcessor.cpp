@@ -4,7 +4,6 @@
 #include <cmath>
 
 #include "FastTanh.h"
-#include "SafeNumber.h"
 
 namespace sorix {
 
@@ -100,10 +99,6 @@ void LoudnessProcessor::prepare(const RenderSpec& spec) noexcept {
 }
 
 void LoudnessProcessor::reset() noexcept { *envelope_ = 0.0f; }
-
-float LoudnessProcessor::validBoost(float factor) noexcept {
-    return clampedOr(factor, 1.0f, minBoost, maxBoost);
-}
 
 float LoudnessProcessor::attackCoefficientAt(double sampleRate) {
     return smoothingCoefficient(sampleRate, 0.001);

@@ -4,6 +4,7 @@
 #include <cstdint>
 #include <memory>
 
+#include "BoostRange.h"
 #include "RelaxedAtomic.h"
 #include "RenderSpec.h"
 
@@ -17,8 +18,6 @@ class LoudnessProcessor {
     static constexpr float kneeStart = 0.6f;
     static constexpr float ceiling = 0.97f;
     static constexpr float kneeWidth = ceiling - kneeStart;
-    static constexpr float minBoost = 1.0f;
-    static constexpr float maxBoost = 8.0f;
 
     // Prepared for 48 kHz, with the envelope at rest.
     LoudnessProcessor();
@@ -30,10 +29,9 @@ class LoudnessProcessor {
     // Puts the envelope at rest, as for an unrelated program; only while no block renders.
     void reset() noexcept;
 
-    // A boost as a control may ask for it: within minBoost..maxBoost, NaN as 1 (no boost).
-    static float validBoost(float factor) noexcept;
-    // Sets the boost to validBoost(factor), from the next block on; any thread.
-    void setBoost(float factor) noexcept { boost_ = validBoost(factor); }
+    // Sets the boost, held to the range a user can choose (NaN as no boost), from the next block
+    // on; any thread. Safe Mode is the controls' business.
+    void setBoost(float factor) noexcept { boost_ = BoostRange::effective(factor, false); }
     float boost() const noexcept { return boost_; }
 
     // A 1 ms attack and an 80 ms release at a sample rate.

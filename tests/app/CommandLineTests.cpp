@@ -1,4 +1,4 @@
-// What the program accepts on its command line, run as a user would run it.
+// What the program accepts on its command line, and what --boost stores.
 #include <gtest/gtest.h>
 #include <unistd.h>
 
@@ -11,11 +11,67 @@
 #include <vector>
 
 #include "ChildProcess.h"
+#include "CommandLine.h"
+#include "SettingsKeys.h"
+#include "SettingsStore.h"
+#include "StoredControls.h"
 
 namespace sorix::testing {
 namespace {
 
-TEST(SorixCommandLineTest, RefusesWhatItDoesNotRunWithStatusTwo) {
+CommandLineRequest parse(std::vector<const char*> arguments) {
+    arguments.insert(arguments.begin(), "sorix");
+    return parseCommandLine(static_cast<int>(arguments.size()), arguments.data());
+}
+
+std::optional<double> boostOf(const CommandLineRequest& request) {
+    const auto* run = std::get_if<RunRequest>(&request);
+    return run != nullptr ? run->boost : std::nullopt;
+}
+
+std::string errorOf(const CommandLineRequest& request) {
+    const auto* error = std::get_if<UsageError>(&request);
+    return error != nullptr ? error->message : "";
+}
+
+TEST(CommandLineTest, ABoostFromOneToEightWrittenWithAPointIsTakenAndNothingElse) {
+    EXPECT_EQ(boostOf(parse({"--boost", "1"})), 1.0);
+    EXPECT_EQ(boostOf(parse({"--boost", "8"})), 8.0);
+    EXPECT_EQ(boostOf(parse({"--boost", "2.5"})), 2.5);
+    EXPECT_EQ(boostOf(parse({})), std::nullopt);
+    for (const char* refused : {"0.999", "8.001", "2,5", "2x", "", "nan", "inf", "+3", " 3"}) {
+        EXPECT_EQ(
+            errorOf(parse({"--boost", refused})),
+            std::string("sorix: --boost needs a factor from 1 to 8, not \"") + refused + "\"");
+    }
+    EXPECT_EQ(errorOf(parse({"--boost"})), "sorix: --boost needs a factor from 1 to 8, not \"\"");
+}
+
+TEST(CommandLineTest, HelpAndTheSnapshotModeOfLaterBuildsAreRecognisedAnywhere) {
+    EXPECT_TRUE(std::holds_alternative<HelpRequest>(parse({"--boost", "2", "--help"})));
+    EXPECT_EQ(errorOf(parse({"--help", "--snapshot", "/tmp/panel.png"})),
+              "sorix: snapshot mode is not available in this build");
+    EXPECT_EQ(errorOf(parse({"--boots", "2"})),
+              "sorix: unknown argument \"--boots\" (see sorix --help)");
+}
+
+TEST(StoredBoostTest, AChosenBoostSwitchesBoostingOnAndSafeModeOffOnlyAboveItsCap) {
+    MemorySettingsStore settings;
+    ASSERT_TRUE(storeChosenBoost(settings, 2.0));
+    EXPECT_EQ(settings.number(SettingsKeys::volumeBoost), 2.0);
+    EXPECT_TRUE(settings.boolForKey(SettingsKeys::boostActive));
+    EXPECT_FALSE(settings.boolean(SettingsKeys::safeMode).has_value()) << "2 is within the cap";
+
+    ASSERT_TRUE(storeChosenBoost(settings, 2.01));
+    EXPECT_EQ(settings.boolean(SettingsKeys::safeMode), false);
+
+    MemorySettingsStore untouched;
+    EXPECT_FALSE(storeChosenBoost(untouched, 8.01));
+    EXPECT_FALSE(untouched.number(SettingsKeys::volumeBoost).has_value());
+    EXPECT_FALSE(untouched.boolean(SettingsKeys::boostActive).has_value());
+}
+
+TEST(SorixCommandLineTest, TheProgramSaysWhatIsWrongInOneLineAndExitsWithStatusTwo) {
     const auto output = std::filesystem::temp_directory_path() /
                         ("sorix-command-line-" + std::to_string(::getpid()) + ".txt");
     const auto run = [&](std::vector<std::string> arguments) {
@@ -27,17 +83,13 @@ TEST(SorixCommandLineTest, RefusesWhatItDoesNotRunWithStatusTwo) {
         text << std::ifstream(output).rdbuf();
         return std::pair{status, text.str()};
     };
-    const auto [snapshotStatus, snapshot] = run({"--help", "--snapshot", "/tmp/panel.png"});
-    EXPECT_EQ(snapshotStatus, 2);
-    EXPECT_EQ(snapshot, "sorix: snapshot mode is not available in this build\n");
-
-    const auto [unknownStatus, unknown] = run({"--boost"});
-    EXPECT_EQ(unknownStatus, 2);
-    EXPECT_EQ(unknown, "sorix: unknown argument \"--boost\" (see sorix --help)\n");
+    const auto [refusedStatus, refused] = run({"--boost", "2,5"});
+    EXPECT_EQ(refusedStatus, 2);
+    EXPECT_EQ(refused, "sorix: --boost needs a factor from 1 to 8, not \"2,5\"\n");
 
     const auto [helpStatus, help] = run({"--help"});
     EXPECT_EQ(helpStatus, 0);
-    EXPECT_NE(help.find("SORIX_SETTINGS_FILE"), std::string::npos);
+    EXPECT_NE(help.find("--boost FACTOR"), std::string::npos);
     std::filesystem::remove(output);
 }
 

@@ -1,6 +1,7 @@
 // The real program under a German user's locale, where 3.5 is written "3,5": the stored numbers
-// must read and log as the C locale writes them. No sound server is needed; the equaliser and
-// the boost are applied and logged at launch, before any connection.
+// and the one typed on its command line must read, store and log as the C locale writes them. No
+// sound server is needed; the equaliser and the boost are applied and logged at launch, before any
+// connection.
 #include <gtest/gtest.h>
 #include <unistd.h>
 
@@ -38,7 +39,7 @@ TEST(SorixLocaleTest, StoredNumbersReadAndLogAlikeUnderACommaDecimalLocale) {
     };
 
     {
-        ChildProcess sorix({SORIX_PATH}, logFile,
+        ChildProcess sorix({SORIX_PATH, "--boost", "2.5"}, logFile,
                            {"LANG=de_DE.UTF-8", "LC_ALL=de_DE.UTF-8",
                             "SORIX_SETTINGS_FILE=" + (folder / "settings.json").string(),
                             // Never any server of the machine's: nothing listens here.
@@ -53,8 +54,13 @@ TEST(SorixLocaleTest, StoredNumbersReadAndLogAlikeUnderACommaDecimalLocale) {
     const std::string text = log();
     EXPECT_NE(text.find("EQ custom gains -> 3.5,0.0,0.0,0.0,0.0,-2.0\n"), std::string::npos)
         << text;
-    EXPECT_NE(text.find("Safe Mode caps the boost at 2.0x (stored 4.8x)"), std::string::npos)
-        << text;
+    EXPECT_NE(text.find("boost 2.50x stored in"), std::string::npos) << text;
+    std::ostringstream stored;
+    stored << std::ifstream(folder / "settings.json").rdbuf();
+    EXPECT_NE(stored.str().find("\"volumeBoost\": 2.5"), std::string::npos) << stored.str();
+    EXPECT_NE(stored.str().find("\"safeMode\": false"), std::string::npos) << stored.str();
+    // Stored 4.8 would be capped at 2 in Safe Mode: the boost typed has replaced it.
+    EXPECT_EQ(text.find("Safe Mode caps the boost"), std::string::npos) << text;
     std::filesystem::remove_all(folder);
 }
 

@@ -6,7 +6,8 @@
 #include <set>
 #include <string_view>
 
-#include "NumberText.h"
+#include "BoostRange.h"
+#include "DecimalText.h"
 #include "RenderPath.h"
 
 namespace sorix::render {
@@ -96,19 +97,19 @@ std::optional<std::string> readOutput(std::string_view text, OutputSpec& output)
     if (fields[0].empty()) return where + "the path is empty";
     output.path = fields[0];
     if (fields.size() > 1) {
-        const auto channels = parseNumber<uint32_t>(fields[1]);
+        const auto channels = parseDecimal<uint32_t>(fields[1]);
         if (!channels || *channels < 1 || *channels > kMaxFileChannels)
             return where + "channels must be a whole number from 1 to 64";
         output.channels = *channels;
     }
     if (fields.size() > 2) {
-        const auto gain = parseNumber<float>(fields[2]);
+        const auto gain = parseDecimal<float>(fields[2]);
         if (!gain || *gain < 0.0f || *gain > kMaxOutputGain)
             return where + "gain must be a number from 0 to 1000";
         output.gain = *gain;
     }
     if (fields.size() > 3) {
-        const auto delay = parseNumber<double>(fields[3]);
+        const auto delay = parseDecimal<double>(fields[3]);
         if (!delay || *delay < 0.0 || *delay > kMaxDelayMs)
             return where + "delay must be a number of milliseconds from 0 to 1500";
         output.delayMs = *delay;
@@ -128,7 +129,7 @@ std::optional<std::string> readEqualiser(const std::optional<std::string>& prese
     if (gainsText) {
         choice.gains.emplace();
         for (std::string_view piece : split(*gainsText, ',')) {
-            const auto gain = parseNumber<float>(piece);
+            const auto gain = parseDecimal<float>(piece);
             if (!gain) return "--gains: " + inQuotes(piece) + " is not a number";
             choice.gains->push_back(*gain);
         }
@@ -181,10 +182,11 @@ Command parseCommandLine(const std::vector<std::string>& arguments) {
                     return UsageError{*error};
                 break;
             case Option::boost: {
-                const auto boost = parseNumber<float>(value);
-                if (!boost || *boost < 1.0f || *boost > 8.0f)
-                    return UsageError{"--boost " + inQuotes(value) +
-                                      ": must be a number from 1 to 8"};
+                const auto boost = parseDecimal<float>(value);
+                if (!boost || !BoostRange::offers(*boost))
+                    return UsageError{"--boost " + inQuotes(value) + ": must be a number from " +
+                                      fixedDecimal(BoostRange::minimum, 0) + " to " +
+                                      fixedDecimal(BoostRange::maximum, 0)};
                 render.boost = *boost;
                 break;
             }
@@ -195,7 +197,7 @@ Command parseCommandLine(const std::vector<std::string>& arguments) {
                 gainsText = value;
                 break;
             case Option::block: {
-                const auto block = parseNumber<uint32_t>(value);
+                const auto block = parseDecimal<uint32_t>(value);
                 if (!block || *block < 1 || *block > RenderBuffers::scratchSamples) {
                     return UsageError{"--block " + inQuotes(value) +
                                       ": must be a whole number of frames from 1 to " +
@@ -211,14 +213,14 @@ Command parseCommandLine(const std::vector<std::string>& arguments) {
                 curveMode = true;
                 break;
             case Option::rate: {
-                const auto rate = parseNumber<float>(value);
+                const auto rate = parseDecimal<float>(value);
                 if (!rate || *rate <= 0.0f)
                     return UsageError{"--rate " + inQuotes(value) + ": must be a number above 0"};
                 curve.sampleRate = *rate;
                 break;
             }
             case Option::points: {
-                const auto points = parseNumber<int>(value);
+                const auto points = parseDecimal<int>(value);
                 if (!points || *points < 0 || *points > kMaxCurvePoints)
                     return UsageError{"--points " + inQuotes(value) +
                                       ": must be a whole number from 0 to 100000"};
