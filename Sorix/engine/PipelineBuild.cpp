@@ -1,7 +1,5 @@
-#include <cmath>
 #include <string>
 
-#include "DelayFrames.h"
 #include "SettingsKeys.h"
 #include "SorixError.h"
 #include "TapEngine.h"
@@ -51,7 +49,7 @@ void TapEngine::failBuild(const std::string& reason) {
 }
 
 void TapEngine::setUpPipeline() {
-    const std::vector<AudioObjectID> ownProcesses = ownProcessObjects();
+    const std::vector<AudioObjectID> ownProcesses = queries_.ownProcessObjects();
     if (ownProcesses.empty()) {
         throw SorixError(
             "Could not register Sorix with the audio system (process translation failed). Toggle "
@@ -74,12 +72,13 @@ void TapEngine::setUpPipeline() {
     }
     tapID_ = newTap;
 
-    const std::vector<std::string> outputs = resolveOutputUIDs();
-    outputDeviceID_ = deviceID(outputs.front()).value_or(kAudioObjectUnknown);
+    const std::vector<ResolvedOutput> outputs = outputs_->resolveOutputs();
+    outputDeviceID_ = outputs.front().device.value_or(kAudioObjectUnknown);
 
     // The first output is the clock; the others follow it.
-    const AggregateDeviceDescription aggregate{
-        .name = "Sorix Boost Device", .subDevices = outputs, .tap = tap.uuid};
+    AggregateDeviceDescription aggregate{.name = "Sorix Boost Device", .tap = tap.uuid};
+    for (const ResolvedOutput& output : outputs)
+        aggregate.subDevices.push_back(output.uid);
     AudioObjectID newAggregate = kAudioObjectUnknown;
     status = hardware_.createAggregateDevice(aggregate, newAggregate);
     if (status != kAudioHardwareNoError || newAggregate == kAudioObjectUnknown) {
@@ -87,12 +86,12 @@ void TapEngine::setUpPipeline() {
     }
     aggregateID_ = newAggregate;
 
-    waitForDeviceAlive(aggregateID_, kAliveTimeoutSeconds);
+    queries_.waitForDeviceAlive(aggregateID_, kAliveTimeoutSeconds);
     lastPipelineBuild_ = mainQueue_.now();
     installOutputDeviceListeners();
-    assignBufferRanges(outputs);
+    outputs_->assignBuffers(outputs);
     prepareRenderPath();
-    writeOutputDelays();
+    outputs_->delays().writeNewPipeline();
 
     AudioDeviceIOBlock block = [path = renderPath_](const AudioBufferList& input,
                                                     AudioBufferList& output) {
@@ -110,44 +109,7 @@ void TapEngine::setUpPipeline() {
     if (status != kAudioHardwareNoError) {
         throw SorixError("Could not start audio processing (error " + statusText(status) + ").");
     }
-    processBypass = 0;
-}
-
-void TapEngine::assignBufferRanges(const std::vector<std::string>& outputs) {
-    std::map<std::string, BufferRange> ranges;
-    uint32_t next = 0;
-    for (const std::string& uid : outputs) {
-        const std::optional<AudioObjectID> device = deviceID(uid);
-        uint32_t streamCount = 1;
-        if (device) {
-            uint32_t size = 0;
-            if (hardware_.getPropertyDataSize(*device, outputAddress(Selector::streams), {},
-                                              size) == kAudioHardwareNoError &&
-                size / 4 > 0) {
-                streamCount = size / 4;
-            }
-        }
-        const BufferRange range{next, next + streamCount};
-        ranges[uid] = range;
-
-        // An output with its own volume control is turned down there, not in software.
-        float gain = 1.0f;
-        float hardwareVolume = 0;
-        const bool hasVolumeControl =
-            device && hardware_.hasProperty(*device, outputAddress(Selector::virtualMainVolume)) &&
-            getProperty(hardware_, *device, outputAddress(Selector::virtualMainVolume),
-                        hardwareVolume) == kAudioHardwareNoError;
-        if (!hasVolumeControl) {
-            const auto stored = outputVolumes->find(uid);
-            if (stored != outputVolumes->end()) gain = stored->second;
-        }
-        for (uint32_t slot = range.begin; slot < range.end && slot < outputGains.size(); ++slot)
-            outputGains[slot] = gain;
-        next = range.end;
-    }
-    for (uint32_t slot = next; slot < outputGains.size(); ++slot)
-        outputGains[slot] = 1.0f;
-    deviceBufferRanges = std::move(ranges);
+    renderPath_->buffers().processBypass = 0;
 }
 
 void TapEngine::prepareRenderPath() {
@@ -159,16 +121,6 @@ void TapEngine::prepareRenderPath() {
     }
     // Nothing renders yet, so the history can be rewound without a race.
     renderPath_->prepare(spec);
-}
-
-void TapEngine::writeOutputDelays() {
-    for (const auto& [uid, range] : deviceBufferRanges) {
-        const auto stored = deviceDelaysMs->find(uid);
-        const double milliseconds = stored == deviceDelaysMs->end() ? 0.0 : stored->second;
-        const uint32_t frames = delayFrames(milliseconds, pipelineSampleRate());
-        for (uint32_t slot = range.begin; slot < range.end && slot < outputDelays.size(); ++slot)
-            outputDelays[slot] = frames;
-    }
 }
 
 void TapEngine::tearDownPipeline() {

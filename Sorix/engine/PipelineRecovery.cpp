@@ -29,7 +29,7 @@ void TapEngine::scheduleRetry(double delaySeconds) {
     setState(State::starting());
     mainQueue_.asyncAfter(delaySeconds, weakly([](TapEngine& engine) {
                               // A stop in the meantime cancels the retry.
-                              if (engine.state->kind() == State::Case::starting)
+                              if (engine.state_->kind() == State::Case::starting)
                                   engine.activatePipeline();
                           }));
 }
@@ -41,7 +41,7 @@ void TapEngine::recoveryRebuild() {
 }
 
 void TapEngine::rebuildIfRunning() {
-    const auto current = state->kind();
+    const auto current = state_->kind();
     if (current == State::Case::active || current == State::Case::starting) {
         recoveryRebuild();
     } else if (pipelineExists()) {
@@ -51,15 +51,16 @@ void TapEngine::rebuildIfRunning() {
 }
 
 void TapEngine::startSilenceWatchdog() {
-    const uint64_t samplesAtBuild = samplesRendered;
+    const uint64_t samplesAtBuild = renderPath_->buffers().samplesRendered;
     mainQueue_.asyncAfter(kWatchdogDelaySeconds, weakly([samplesAtBuild](TapEngine& engine) {
                               engine.checkWatchdog(samplesAtBuild);
                           }));
 }
 
 void TapEngine::checkWatchdog(uint64_t samplesAtBuild) {
-    if (state->kind() != State::Case::active) return;
-    const uint64_t samples = samplesRendered;
+    if (state_->kind() != State::Case::active) return;
+    const auto& ioDiagnostics = renderPath_->buffers().ioDiagnostics;
+    const uint64_t samples = renderPath_->buffers().samplesRendered;
     log_.log("watchdog: callbacks=%llu inputBuffers=%llu inputBytes=%llu samplesRendered=%llu",
              static_cast<unsigned long long>(ioDiagnostics[RenderBuffers::callbacks].load()),
              static_cast<unsigned long long>(ioDiagnostics[RenderBuffers::inputBuffers].load()),
@@ -89,8 +90,10 @@ void TapEngine::startMeterLogging() {
 }
 
 void TapEngine::meterTick() {
-    const float inputPeak = renderPath_->buffers().peak(RenderBuffers::inputPeak);
-    const float outputPeak = renderPath_->buffers().peak(RenderBuffers::outputPeak);
+    RenderBuffers& buffers = renderPath_->buffers();
+    auto& ioDiagnostics = buffers.ioDiagnostics;
+    const float inputPeak = buffers.peak(RenderBuffers::inputPeak);
+    const float outputPeak = buffers.peak(RenderBuffers::outputPeak);
     log_.log("meter: inPeak=%{public}s outPeak=%{public}s callbacks=%llu", peakText(inputPeak),
              peakText(outputPeak),
              static_cast<unsigned long long>(ioDiagnostics[RenderBuffers::callbacks].load()));
@@ -105,7 +108,7 @@ void TapEngine::meterTick() {
     }
     ++silentTicks_;
     if (silentTicks_ >= kSilentTicksBeforeRebuild && !rebuiltForThisSilence_ &&
-        state->kind() == State::Case::active && anyOtherProcessPlayingAudio()) {
+        state_->kind() == State::Case::active && queries_.anyOtherProcessPlayingAudio()) {
         rebuiltForThisSilence_ = true;
         log_.error(
             "dead tap suspected: 10s of silence while another process is playing — fast rebuild");
@@ -125,7 +128,8 @@ void TapEngine::installDefaultDeviceListener() {
 
 void TapEngine::handleDefaultOutputChange() {
     // Pinned outputs do not care which output the system prefers.
-    if (state->kind() == State::Case::active && selectedOutputUIDs->empty()) recoveryRebuild();
+    if (state_->kind() == State::Case::active && outputs_->selectedOutputUIDs()->empty())
+        recoveryRebuild();
 }
 
 void TapEngine::installOutputDeviceListeners() {
@@ -141,8 +145,8 @@ void TapEngine::installOutputDeviceListeners() {
     add(outputDeviceID_, globalAddress(Selector::isAlive), &TapEngine::handlePrimaryOutputChange);
     add(outputDeviceID_, globalAddress(Selector::nominalSampleRate),
         &TapEngine::handlePrimaryOutputChange);
-    for (const std::string& uid : selectedOutputUIDs.get()) {
-        if (const auto device = deviceID(uid)) {
+    for (const std::string& uid : outputs_->selectedOutputUIDs().get()) {
+        if (const auto device = queries_.deviceID(uid)) {
             add(*device, outputAddress(Selector::latency), &TapEngine::handleOutputLatencyChange);
         }
     }
@@ -157,7 +161,7 @@ void TapEngine::removeOutputDeviceListeners() {
 void TapEngine::handlePrimaryOutputChange() {
     mainQueue_.async(weakly([](TapEngine& engine) {
         if (engine.mainQueue_.now() - engine.lastPipelineBuild_ <= kBuildEchoSeconds) return;
-        if (engine.state->kind() == State::Case::active) {
+        if (engine.state_->kind() == State::Case::active) {
             engine.log_.log("output device changed (alive/rate) — fast rebuild");
             engine.recoveryRebuild();
         } else if (engine.pipelineExists()) {
@@ -170,7 +174,7 @@ void TapEngine::handlePrimaryOutputChange() {
 
 void TapEngine::handleOutputLatencyChange() {
     mainQueue_.async(weakly([](TapEngine& engine) {
-        if (engine.pipelineExists()) engine.recomputeReportedSync();
+        if (engine.pipelineExists()) engine.outputs_->delays().recomputeReportedSync();
     }));
 }
 

@@ -1,7 +1,6 @@
 #include "TapEngine.h"
 
-#include "OutputSelection.h"
-#include "SettingsKeys.h"
+#include "EQControls.h"
 
 namespace sorix {
 
@@ -21,20 +20,6 @@ const char* caseName(TapEngine::State::Case kind) {
     return "unknown";
 }
 
-// The numbers of a stored dictionary, each held to its range by `valid`. Values of other kinds
-// and non-finite ones are dropped, so the entry's default applies.
-template <typename Valid>
-auto numberDictionary(const SettingsStore& settings, std::string_view key, Valid valid) {
-    std::map<std::string, decltype(valid(0.0))> result;
-    const auto stored = settings.dictionary(key);
-    if (!stored) return result;
-    for (const auto& [uid, value] : *stored) {
-        if (const auto number = SettingsStore::finiteNumber(value))
-            result.emplace(uid, valid(*number));
-    }
-    return result;
-}
-
 }  // namespace
 
 std::shared_ptr<TapEngine> TapEngine::create(Services services) {
@@ -42,20 +27,15 @@ std::shared_ptr<TapEngine> TapEngine::create(Services services) {
 }
 
 TapEngine::TapEngine(Token, Services services)
-    : samplesRendered(renderPath_->buffers().samplesRendered),
-      ioDiagnostics(renderPath_->buffers().ioDiagnostics),
-      outputGains(renderPath_->buffers().outputGains),
-      outputDelays(renderPath_->buffers().outputDelays),
-      processBypass(renderPath_->buffers().processBypass),
-      hardware_(services.hardware),
+    : hardware_(services.hardware),
       mainQueue_(services.mainQueue),
       settings_(services.settings),
       permission_(services.permission),
       log_("TapEngine", std::move(services.logSink)),
-      queries_(hardware_, log_, std::move(services.aliveClock), std::move(services.aliveSleep)) {
-    loadSettings();
-    availableOutputs = physicalOutputDevices(hardware_);
-}
+      queries_(hardware_, log_, std::move(services.aliveClock), std::move(services.aliveSleep)),
+      outputs_(std::make_unique<OutputRouting>(
+          OutputServices{hardware_, mainQueue_, settings_, log_, queries_, *renderPath_},
+          [this] { rebuildIfRunning(); })) {}
 
 TapEngine::~TapEngine() {
     tearDownPipeline();
@@ -66,15 +46,6 @@ TapEngine::~TapEngine() {
     }
 }
 
-void TapEngine::loadSettings() {
-    volumesLinked = settings_.has(SettingsKeys::volumesLinked)
-                        ? settings_.boolForKey(SettingsKeys::volumesLinked)
-                        : SettingsKeys::volumesLinkedDefault;
-    selectedOutputUIDs = loadOutputSelection(settings_);
-    outputVolumes = numberDictionary(settings_, SettingsKeys::outputVolumes, validVolume);
-    deviceDelaysMs = numberDictionary(settings_, SettingsKeys::outputDelays, validDelayMs);
-}
-
 void TapEngine::setState(State newState) {
     // Logged on every assignment, also when nothing changes: the log is the engine's history.
     if (newState.kind() == State::Case::failed) {
@@ -82,16 +53,16 @@ void TapEngine::setState(State newState) {
     } else {
         log_.log("state -> %{public}s", caseName(newState.kind()));
     }
-    state = std::move(newState);
+    state_ = std::move(newState);
 }
 
 void TapEngine::start() {
-    const auto current = state->kind();
+    const auto current = state_->kind();
     if (current == State::Case::active || current == State::Case::starting) return;
 
     if (pipelineExists()) {
         // A pipeline kept alive by a multi-output stop: back to processing, nothing rebuilt.
-        processBypass = 0;
+        renderPath_->buffers().processBypass = 0;
         setState(State::active());
         startAttempts_ = 0;
         startSilenceWatchdog();
@@ -129,10 +100,10 @@ void TapEngine::start() {
 }
 
 void TapEngine::stop() {
-    if (pipelineExists() && deviceBufferRanges.size() >= 2) {
+    if (pipelineExists() && outputs_->deviceBufferRanges().size() >= 2) {
         // Several speakers stay in step only while their streams run, so they keep running,
         // unprocessed, until the next start.
-        processBypass = 1;
+        renderPath_->buffers().processBypass = 1;
         setState(State::inactive());
         log_.log("entered transparent mode (streams kept alive)");
         return;
@@ -144,6 +115,14 @@ void TapEngine::stop() {
 void TapEngine::shutDown() {
     tearDownPipeline();
     setState(State::inactive());
+}
+
+void TapEngine::setEQPreset(EQProcessor::Preset preset) {
+    sorix::setEQPreset(renderPath_->eq(), log_, preset);
+}
+
+void TapEngine::setEQGains(std::span<const float> gains) {
+    sorix::setEQGains(renderPath_->eq(), log_, gains);
 }
 
 }  // namespace sorix

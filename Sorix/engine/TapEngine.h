@@ -4,7 +4,6 @@
 #include <limits>
 #include <map>
 #include <memory>
-#include <optional>
 #include <span>
 #include <string>
 #include <vector>
@@ -16,26 +15,26 @@
 #include "Logger.h"
 #include "LoudnessProcessor.h"
 #include "MainQueue.h"
-#include "OutputDevice.h"
+#include "OutputRouting.h"
 #include "Published.h"
 #include "RenderPath.h"
 #include "SettingsStore.h"
 
 namespace sorix {
 
+class TapEngineTestAccess;
+
 // The one object that owns the capture-and-playback pipeline: a tap on every other program's
 // audio, a device around the tap and the chosen outputs, and the IO procedure that boosts,
-// limits, equalises and fans the audio out. The panel reads the published members and calls the
+// limits, equalises and fans the audio out. The panel observes the published state and calls the
 // operations; everything runs on the main thread except the render path, which sees only the
-// render buffers and the two processors, never the engine.
+// render path object, never the engine.
 //
-// Its definition is split by concern: TapEngine.cpp (construction, start, stop, state),
-// PipelineBuild.cpp, PipelineRecovery.cpp, EngineEQ.cpp, and in Sorix/outputs the catalogue and
-// selection.
+// Start, stop and the state machine are in TapEngine.cpp, the pipeline's construction in
+// PipelineBuild.cpp and its health and recovery in PipelineRecovery.cpp. The outputs (catalogue,
+// choice, volumes, delays) are an OutputRouting of its own, which the output operations forward
+// to.
 class TapEngine : public std::enable_shared_from_this<TapEngine> {
-    // First, as the render tables below refer into it.
-    const std::shared_ptr<RenderPath> renderPath_ = std::make_shared<RenderPath>();
-
   public:
     using OutputDevice = sorix::OutputDevice;
     using TimePoint = double;  // seconds on the main queue's clock
@@ -81,128 +80,74 @@ class TapEngine : public std::enable_shared_from_this<TapEngine> {
     TapEngine(const TapEngine&) = delete;
     TapEngine& operator=(const TapEngine&) = delete;
 
-    // Published state, in declaration order.
-    Published<std::vector<OutputDevice>> availableOutputs;
-    Published<std::vector<std::string>> selectedOutputUIDs;  // empty: follow the system default
-    Published<std::map<std::string, float>> outputVolumes;
-    Published<std::map<std::string, float>> deviceVolumes;
-    Published<bool> volumesLinked{true};
-    struct VolumeListener {
-        AudioObjectID device;
-        PropertyListener listener;
-    };
-    std::vector<VolumeListener> volumeListeners;
-    TimePoint suppressListenerUntil = distantPast;
-    Published<State> state{State::inactive()};
+    // Published state, observable on the main thread.
+    const Published<State>& state() const { return state_; }
+    const Published<std::vector<OutputDevice>>& availableOutputs() const {
+        return outputs_->availableOutputs();
+    }
+    // Empty: the pipeline follows the system's default output.
+    const Published<std::vector<std::string>>& selectedOutputUIDs() const {
+        return outputs_->selectedOutputUIDs();
+    }
+    const Published<std::map<std::string, float>>& outputVolumes() const {
+        return outputs_->volumes().outputVolumes();
+    }
+    const Published<std::map<std::string, float>>& deviceVolumes() const {
+        return outputs_->volumes().deviceVolumes();
+    }
+    const Published<bool>& volumesLinked() const { return outputs_->volumes().volumesLinked(); }
+    const Published<std::map<std::string, double>>& deviceDelaysMs() const {
+        return outputs_->delays().deviceDelaysMs();
+    }
 
-    // The render path's side: shared with the IO procedure, which holds it for its whole life.
-    LoudnessProcessor& loudness() { return renderPath_->loudness(); }
-    const LoudnessProcessor& loudness() const { return renderPath_->loudness(); }
-    EQProcessor& eq() { return renderPath_->eq(); }
-    const EQProcessor& eq() const { return renderPath_->eq(); }
-    RelaxedAtomic<uint64_t>& samplesRendered;
-    std::array<RelaxedAtomic<uint64_t>, RenderBuffers::diagnosticSlots>& ioDiagnostics;
-    std::array<RelaxedAtomic<float>, RenderBuffers::outputSlots>& outputGains;
-
-    // Which output buffers of the IO procedure belong to which output: [begin, end).
-    struct BufferRange {
-        uint32_t begin = 0;
-        uint32_t end = 0;
-        friend bool operator==(const BufferRange&, const BufferRange&) = default;
-    };
-    std::map<std::string, BufferRange> deviceBufferRanges;
-
-    std::array<RelaxedAtomic<uint32_t>, RenderBuffers::outputSlots>& outputDelays;
-    RelaxedAtomic<uint32_t>& processBypass;
-    Published<std::map<std::string, double>> deviceDelaysMs;
-    std::map<std::string, uint32_t> autoDelayFrames;
-    // The sample rate of the current pipeline (of the last one while none runs).
-    double pipelineSampleRate() const { return renderPath_->spec().sampleRate; }
-
-    // Start and stop (TapEngine.cpp).
+    // Start and stop. start returns at once, the outcome arrives through state; stop keeps a
+    // pipeline of several outputs running unprocessed (transparent mode) so that they stay in
+    // step for the next start.
     void start();
     void stop();
     // The application's exit: the pipeline goes whatever the outputs, and the engine is off.
     void shutDown();
-    bool pipelineExists() const { return aggregateID_ != kAudioObjectUnknown && ioProcID_ != 0; }
-
-    // Pipeline construction (PipelineBuild.cpp).
-    void activatePipeline();
-    void setUpPipeline();  // raises SorixError, leaving what it made for tearDownPipeline
-    void tearDownPipeline();
-
-    // Health and recovery (PipelineRecovery.cpp).
-    void scheduleRetry(double delaySeconds);
-    void startSilenceWatchdog();
-    void startMeterLogging();
-    void installDefaultDeviceListener();
-    void installOutputDeviceListeners();
-    void removeOutputDeviceListeners();
+    // After the chosen outputs change: a running engine builds again, a kept-alive pipeline goes.
     void rebuildIfRunning();
 
-    // Audio object queries.
-    std::string defaultOutputDeviceUID() const { return queries_.defaultOutputDeviceUID(); }
-    std::optional<AudioObjectID> deviceID(const std::string& uid) const {
-        return queries_.deviceID(uid);
-    }
-    std::optional<std::string> stringProperty(AudioObjectID object, uint32_t selector) const {
-        return queries_.stringProperty(object, selector);
-    }
-    std::vector<AudioObjectID> ownProcessObjects() const { return queries_.ownProcessObjects(); }
-    bool anyOtherProcessPlayingAudio() const { return queries_.anyOtherProcessPlayingAudio(); }
-    void waitForDeviceAlive(AudioObjectID device, double timeoutSeconds) const {
-        queries_.waitForDeviceAlive(device, timeoutSeconds);
-    }
-
-    // Outputs: catalogue and selection (Sorix/outputs/EngineOutputs.cpp).
-    static std::vector<OutputDevice> physicalOutputDevices(const AudioHardware& hardware);
-    std::vector<std::string> activeOutputUIDs() const;
-    std::string outputName(const std::string& uid) const;
-    std::string currentOutputName() const;
-    std::string currentOutputSubtitle() const;
-    void toggleOutput(const std::string& uid);
-    void clearOutputSelection();
-    void persistOutputSelection();
-    std::vector<std::string> resolveOutputUIDs();  // raises SorixError
-    int activeBluetoothCount() const;
-    // Rescans the outputs and publishes the result.
-    void refreshAvailableOutputs();
-
-    // Per-output volume, in hardware where the device has a control, else in software
-    // (Sorix/outputs/OutputVolumes.cpp).
-    void setOutputVolume(const std::string& uid, float volume, bool propagateLink);
-    void setVolumesLinked(bool linked);
-    void refreshDeviceVolumes();
-    void applyVolume(const std::string& uid, float volume);
-    void handleExternalVolumeChange(const std::string& uid, AudioObjectID device);
-    static std::optional<float> hardwareVolume(const AudioHardware& hardware, AudioObjectID device);
-    static bool setHardwareVolume(AudioHardware& hardware, AudioObjectID device, float value);
-    // A volume as the engine applies it, whoever asks: within 0..1, NaN as full volume.
-    static float validVolume(double volume);
-
-    // Output delays and the sync worked out from reported latencies
-    // (Sorix/outputs/OutputDelays.cpp).
-    void setOutputDelay(const std::string& uid, double milliseconds);
-    void recomputeReportedSync();
-    static double reportedLatencySeconds(const AudioHardware& hardware, AudioObjectID device);
-    // A manual delay as the engine applies it: within 0..1500 ms, NaN as none.
-    static double validDelayMs(double milliseconds);
-
-    // Equaliser (EngineEQ.cpp).
+    // Boost and equaliser. The loudness processor takes the boost directly (setBoost); the
+    // equaliser is set through the two operations, which log what they set.
+    LoudnessProcessor& loudness() { return renderPath_->loudness(); }
+    const LoudnessProcessor& loudness() const { return renderPath_->loudness(); }
+    const EQProcessor& eq() const { return renderPath_->eq(); }
     void setEQPreset(EQProcessor::Preset preset);
     void setEQGains(std::span<const float> gains);
 
-    // Read by tests and tools.
+    // Outputs: catalogue and choice.
+    void refreshAvailableOutputs() { outputs_->refreshAvailableOutputs(); }
+    std::vector<std::string> activeOutputUIDs() const { return outputs_->activeOutputUIDs(); }
+    std::string outputName(const std::string& uid) const { return outputs_->outputName(uid); }
+    std::string currentOutputName() const { return outputs_->currentOutputName(); }
+    std::string currentOutputSubtitle() const { return outputs_->currentOutputSubtitle(); }
+    int activeBluetoothCount() const { return outputs_->activeBluetoothCount(); }
+    void toggleOutput(const std::string& uid) { outputs_->toggleOutput(uid); }
+    void clearOutputSelection() { outputs_->clearOutputSelection(); }
+
+    // Outputs: volume and delay.
+    void setOutputVolume(const std::string& uid, float volume, bool propagateLink) {
+        outputs_->volumes().setOutputVolume(uid, volume, propagateLink);
+    }
+    void setVolumesLinked(bool linked) { outputs_->volumes().setVolumesLinked(linked); }
+    void refreshDeviceVolumes() { outputs_->volumes().refreshDeviceVolumes(); }
+    void setOutputDelay(const std::string& uid, double milliseconds) {
+        outputs_->delays().setOutputDelay(uid, milliseconds);
+    }
+
+    // What the render path does, for the level display and the logs: its counters, peaks and
+    // tables, and the current pipeline's sample rate (the last one's while none runs).
+    const RenderBuffers& renderBuffers() const { return renderPath_->buffers(); }
+    double pipelineSampleRate() const { return renderPath_->spec().sampleRate; }
+    // Whether a pipeline exists, running or kept alive in transparent mode.
+    bool pipelineExists() const { return aggregateID_ != kAudioObjectUnknown && ioProcID_ != 0; }
     const Logger& log() const { return log_; }
-    int startAttempts() const { return startAttempts_; }
-    TimePoint lastPipelineBuild() const { return lastPipelineBuild_; }
-    AudioObjectID tapID() const { return tapID_; }
-    AudioObjectID aggregateID() const { return aggregateID_; }
-    AudioObjectID outputDeviceID() const { return outputDeviceID_; }
-    bool meterRunning() const { return meterTimer_ != nullptr; }
-    std::size_t outputDeviceListenerCount() const { return outputDeviceListeners_.size(); }
 
   private:
+    friend class TapEngineTestAccess;
     struct Token {};
 
   public:
@@ -216,10 +161,30 @@ class TapEngine : public std::enable_shared_from_this<TapEngine> {
     };
 
     void setState(State newState);
-    void selectionChanged();
-    void moveLinkedOutputs(const std::string& changedUID, float step);
-    void recoveryRebuild();
+
+    // Pipeline construction (PipelineBuild.cpp).
+    void activatePipeline();
+    void setUpPipeline();  // raises SorixError, leaving what it made for tearDownPipeline
+    void tearDownPipeline();
     void failBuild(const std::string& reason);
+    // Prepares the render path for the tap's rate; a failed read keeps the previous one.
+    void prepareRenderPath();
+
+    // Health and recovery (PipelineRecovery.cpp).
+    void scheduleRetry(double delaySeconds);
+    void recoveryRebuild();
+    void startSilenceWatchdog();
+    void checkWatchdog(uint64_t samplesAtBuild);
+    void startMeterLogging();
+    void meterTick();
+    void installDefaultDeviceListener();
+    void installOutputDeviceListeners();
+    void removeOutputDeviceListeners();
+    PropertyListener listenerRunning(void (TapEngine::*handler)());
+    void handlePrimaryOutputChange();
+    void handleOutputLatencyChange();
+    void handleDefaultOutputChange();
+
     // Wraps work for a listener, timer or delayed call: it holds the engine weakly and does
     // nothing once the engine is gone.
     template <typename Work>
@@ -229,24 +194,17 @@ class TapEngine : public std::enable_shared_from_this<TapEngine> {
                 work(*engine, std::forward<decltype(arguments)>(arguments)...);
         };
     }
-    PropertyListener listenerRunning(void (TapEngine::*handler)());
-    void handlePrimaryOutputChange();
-    void handleOutputLatencyChange();
-    void handleDefaultOutputChange();
-    void meterTick();
-    void checkWatchdog(uint64_t samplesAtBuild);
-    void assignBufferRanges(const std::vector<std::string>& outputs);
-    // Prepares the render path for the tap's rate; a failed read keeps the previous one.
-    void prepareRenderPath();
-    void writeOutputDelays();
-    void loadSettings();
 
+    // Shared with the IO procedure, which holds it for its whole life.
+    const std::shared_ptr<RenderPath> renderPath_ = std::make_shared<RenderPath>();
     AudioHardware& hardware_;
     MainQueue& mainQueue_;
     SettingsStore& settings_;
     AudioCapturePermission& permission_;
     Logger log_;
     AudioObjectQueries queries_;
+    std::unique_ptr<OutputRouting> outputs_;
+    Published<State> state_{State::inactive()};
 
     std::unique_ptr<MainQueue::Timer> meterTimer_;
     int startAttempts_ = 0;

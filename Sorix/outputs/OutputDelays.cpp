@@ -1,20 +1,19 @@
+#include "OutputDelays.h"
+
 #include <algorithm>
 
 #include "DelayFrames.h"
 #include "SafeNumber.h"
 #include "SettingsKeys.h"
-#include "TapEngine.h"
 
-// Holding outputs back so that speakers with different latencies sound together: an automatic
-// part from the latencies the devices report, plus the user's own per-output delay.
 namespace sorix {
 
 namespace {
 
 constexpr double kLongestManualDelayMs = 1500;
 
-uint32_t outputFrames(const AudioHardware& hardware, AudioObjectID object, uint32_t selector,
-                      uint32_t scope) {
+uint32_t reportedFrames(const AudioHardware& hardware, AudioObjectID object, uint32_t selector,
+                        uint32_t scope) {
     uint32_t frames = 0;
     const AudioObjectPropertyAddress address{selector, scope, kAudioObjectPropertyElementMain};
     if (!hardware.hasProperty(object, address)) return 0;
@@ -24,39 +23,55 @@ uint32_t outputFrames(const AudioHardware& hardware, AudioObjectID object, uint3
 
 }  // namespace
 
-double TapEngine::validDelayMs(double milliseconds) {
+double OutputDelays::validDelayMs(double milliseconds) {
     return clampedOr(milliseconds, 0.0, 0.0, kLongestManualDelayMs);
 }
 
-void TapEngine::setOutputDelay(const std::string& uid, double milliseconds) {
-    const double clamped = validDelayMs(milliseconds);
-    auto delays = deviceDelaysMs.get();
-    delays[uid] = clamped;
-    deviceDelaysMs = delays;
-    settings_.setObject(SettingsKeys::outputDelays, SettingsStore::Value(delays));
-
-    const auto range = deviceBufferRanges.find(uid);
-    if (range == deviceBufferRanges.end()) return;  // takes effect at the next build
-    const auto automatic = autoDelayFrames.find(uid);
-    const uint32_t total = (automatic == autoDelayFrames.end() ? 0 : automatic->second) +
-                           delayFrames(clamped, pipelineSampleRate());
-    for (uint32_t slot = range->second.begin;
-         slot < range->second.end && slot < outputDelays.size(); ++slot)
-        outputDelays[slot] = total;
+OutputDelays::OutputDelays(const OutputServices& services, const BufferRanges& ranges,
+                           NameOf nameOf)
+    : services_(services), ranges_(ranges), nameOf_(std::move(nameOf)) {
+    std::map<std::string, double> stored;
+    for (const auto& [uid, delay] : services_.settings.numberDictionary(SettingsKeys::outputDelays))
+        stored.emplace(uid, validDelayMs(delay));
+    deviceDelaysMs_ = std::move(stored);
 }
 
-double TapEngine::reportedLatencySeconds(const AudioHardware& hardware, AudioObjectID device) {
+uint32_t OutputDelays::manualFrames(const std::string& uid) const {
+    const auto manual = deviceDelaysMs_->find(uid);
+    return delayFrames(manual == deviceDelaysMs_->end() ? 0.0 : manual->second,
+                       services_.renderPath.spec().sampleRate);
+}
+
+void OutputDelays::setOutputDelay(const std::string& uid, double milliseconds) {
+    auto delays = deviceDelaysMs_.get();
+    delays[uid] = validDelayMs(milliseconds);
+    services_.settings.setObject(SettingsKeys::outputDelays, SettingsStore::Value(delays));
+    deviceDelaysMs_ = std::move(delays);
+
+    const auto range = ranges_.find(uid);
+    if (range == ranges_.end()) return;  // takes effect at the next build
+    const auto automatic = autoDelayFrames_.find(uid);
+    const uint32_t hold = automatic == autoDelayFrames_.end() ? 0 : automatic->second;
+    fillSlots(services_.renderPath.buffers().outputDelays, range->second, hold + manualFrames(uid));
+}
+
+void OutputDelays::writeNewPipeline() {
+    for (const auto& [uid, range] : ranges_)
+        fillSlots(services_.renderPath.buffers().outputDelays, range, manualFrames(uid));
+}
+
+double OutputDelays::reportedLatencySeconds(const AudioHardware& hardware, AudioObjectID device) {
     const uint32_t deviceLatency =
-        outputFrames(hardware, device, Selector::latency, kAudioObjectPropertyScopeOutput);
+        reportedFrames(hardware, device, Selector::latency, kAudioObjectPropertyScopeOutput);
     const uint32_t safetyOffset =
-        outputFrames(hardware, device, Selector::safetyOffset, kAudioObjectPropertyScopeOutput);
+        reportedFrames(hardware, device, Selector::safetyOffset, kAudioObjectPropertyScopeOutput);
     uint32_t streamLatency = 0;
     std::vector<AudioObjectID> streams;
     if (getProperty(hardware, device, outputAddress(Selector::streams), streams) ==
             kAudioHardwareNoError &&
         !streams.empty()) {
-        streamLatency = outputFrames(hardware, streams.front(), Selector::latency,
-                                     kAudioObjectPropertyScopeGlobal);
+        streamLatency = reportedFrames(hardware, streams.front(), Selector::latency,
+                                       kAudioObjectPropertyScopeGlobal);
     }
     double rate = 48000;
     if (getProperty(hardware, device, globalAddress(Selector::nominalSampleRate), rate) !=
@@ -67,30 +82,28 @@ double TapEngine::reportedLatencySeconds(const AudioHardware& hardware, AudioObj
     return frames / std::max(rate, 1.0);
 }
 
-void TapEngine::recomputeReportedSync() {
-    if (deviceBufferRanges.size() < 2) return;
+void OutputDelays::recomputeReportedSync() {
+    if (ranges_.size() < 2) return;
     std::map<std::string, double> latencies;
     double longest = 0;
-    for (const auto& [uid, range] : deviceBufferRanges) {
-        const auto device = deviceID(uid);
-        const double latency = device ? reportedLatencySeconds(hardware_, *device) : 0.0;
+    for (const auto& [uid, range] : ranges_) {
+        const auto device = services_.queries.deviceID(uid);
+        const double latency = device ? reportedLatencySeconds(services_.hardware, *device) : 0.0;
         latencies[uid] = latency;
         longest = std::max(longest, latency);
     }
-    for (const auto& [uid, range] : deviceBufferRanges) {
+    const double rate = services_.renderPath.spec().sampleRate;
+    for (const auto& [uid, range] : ranges_) {
         const double hold = std::max(0.0, longest - latencies[uid]);
-        const uint32_t holdFrames = framesForSeconds(hold, pipelineSampleRate());
-        const auto previous = autoDelayFrames.find(uid);
-        if (previous == autoDelayFrames.end() || previous->second != holdFrames) {
-            log_.log("reported-sync update: %{public}s auto hold -> %ldms", outputName(uid),
-                     static_cast<long>(hold * 1000.0));
+        const uint32_t holdFrames = framesForSeconds(hold, rate);
+        const auto previous = autoDelayFrames_.find(uid);
+        if (previous == autoDelayFrames_.end() || previous->second != holdFrames) {
+            services_.log.log("reported-sync update: %{public}s auto hold -> %ldms", nameOf_(uid),
+                              static_cast<long>(hold * 1000.0));
         }
-        autoDelayFrames[uid] = holdFrames;
-        const auto manual = deviceDelaysMs->find(uid);
-        const uint32_t manualFrames = delayFrames(
-            manual == deviceDelaysMs->end() ? 0.0 : manual->second, pipelineSampleRate());
-        for (uint32_t slot = range.begin; slot < range.end && slot < outputDelays.size(); ++slot)
-            outputDelays[slot] = holdFrames + manualFrames;
+        autoDelayFrames_[uid] = holdFrames;
+        fillSlots(services_.renderPath.buffers().outputDelays, range,
+                  holdFrames + manualFrames(uid));
     }
 }
 

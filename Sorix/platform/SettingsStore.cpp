@@ -62,4 +62,14 @@ void MemorySettingsStore::setObject(std::string_view key, Value value) {
 
 void MemorySettingsStore::removeObject(std::string_view key) { values_.erase(std::string(key)); }
 
+std::map<std::string, double> SettingsStore::numberDictionary(std::string_view key) const {
+    std::map<std::string, double> numbers;
+    const auto entries = dictionary(key);
+    if (!entries) return numbers;
+    for (const auto& [name, value] : *entries) {
+        if (const auto number = finiteNumber(value)) numbers.emplace(name, *number);
+    }
+    return numbers;
+}
+
 }  // namespace sorix

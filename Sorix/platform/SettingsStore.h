@@ -37,6 +37,9 @@ class SettingsStore {
     std::optional<std::vector<std::string>> stringArray(std::string_view key) const;
     // The entries of an object, each as stored; absent for any other type.
     std::optional<std::map<std::string, Value>> dictionary(std::string_view key) const;
+    // The finite numbers of an object (see finiteNumber); entries of other kinds are left out,
+    // so that each falls back to its default. Empty for any other type.
+    std::map<std::string, double> numberDictionary(std::string_view key) const;
 
     // The defaults store's readers: false and 0.0 when absent or of another type.
     bool boolForKey(std::string_view key) const { return boolean(key).value_or(false); }

@@ -105,11 +105,11 @@ class AppDelegateTest : public ::testing::Test {
 };
 
 TEST_F(AppDelegateTest, TheMasterSwitchDecidesWhetherLaunchStartsBoosting) {
-    EXPECT_EQ(launched()->engine().state->kind(), Case::inactive);
+    EXPECT_EQ(launched()->engine().state()->kind(), Case::inactive);
     EXPECT_EQ(hardware.callCount(FakeAudioHardware::Call::createTap), 0);
 
     settings.setBool(Keys::boostActive, true);
-    EXPECT_EQ(launched()->engine().state->kind(), Case::active);
+    EXPECT_EQ(launched()->engine().state()->kind(), Case::active);
 }
 
 TEST_F(AppDelegateTest, StoredBoostIsCappedBeforeTheFirstBlockAndTheStoreIsLeftAlone) {
@@ -149,7 +149,7 @@ TEST_F(AppDelegateTest, QuitTakesEveryOutputDownAndKeepsTheMasterSwitch) {
     EXPECT_FALSE(delegate->engine().pipelineExists());
     EXPECT_FALSE(hardware.isRunning());
     EXPECT_EQ(hardware.callCount(FakeAudioHardware::Call::destroyTap), 1);
-    EXPECT_EQ(delegate->engine().state->kind(), Case::inactive);
+    EXPECT_EQ(delegate->engine().state()->kind(), Case::inactive);
     EXPECT_EQ(sink->messages().back(), "state -> inactive");
     EXPECT_TRUE(settings.boolForKey(Keys::boostActive));
 }

@@ -74,12 +74,13 @@ TEST_P(EngineOnSoundServerTest, GivesUpOnAVanishedServerAndBuildsOnItAgainAtTheN
     const auto alive = [&] { return messages().find("pipeline alive") != std::string::npos; };
 
     engine->start();
-    ASSERT_EQ(engine->state->kind(), Case::active) << messages();
+    ASSERT_EQ(engine->state()->kind(), Case::active) << messages();
     ASSERT_TRUE(spinUntil(10, alive)) << messages();
 
     server.kill();
     // Six attempts, one, one, four, four and four seconds apart.
-    ASSERT_TRUE(spinUntil(30, [&] { return engine->state->kind() == Case::failed; })) << messages();
+    ASSERT_TRUE(spinUntil(30, [&] { return engine->state()->kind() == Case::failed; }))
+        << messages();
     for (const char* retry : {"— retry 2/6 in ", "— retry 6/6 in ", "after 6 attempts"})
         EXPECT_NE(messages().find(retry), std::string::npos) << retry << "\n" << messages();
 
@@ -87,7 +88,7 @@ TEST_P(EngineOnSoundServerTest, GivesUpOnAVanishedServerAndBuildsOnItAgainAtTheN
     ASSERT_TRUE(hardware.waitUntilConnected(10));
     log->lines.clear();
     engine->start();
-    EXPECT_EQ(engine->state->kind(), Case::active) << messages();
+    EXPECT_EQ(engine->state()->kind(), Case::active) << messages();
     EXPECT_TRUE(spinUntil(10, alive)) << messages();
     EXPECT_EQ(tapSinks().size(), 1u);
 

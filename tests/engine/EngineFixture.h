@@ -11,6 +11,7 @@
 #include "ManualMainQueue.h"
 #include "SettingsStore.h"
 #include "TapEngine.h"
+#include "TapEngineTestAccess.h"
 
 namespace sorix::testing {
 
@@ -41,7 +42,7 @@ class EngineFixture : public ::testing::Test {
         auto engine = makeEngine();
         engine->start();
         queue.runPending();
-        EXPECT_EQ(engine->state->kind(), Case::active);
+        EXPECT_EQ(engine->state()->kind(), Case::active);
         return engine;
     }
 

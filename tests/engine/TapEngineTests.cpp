@@ -8,16 +8,16 @@ using TapEngineTest = EngineFixture;
 
 TEST_F(TapEngineTest, StartBuildsStopTearsDownAndEveryAssignmentIsLogged) {
     auto engine = makeEngine();
-    EXPECT_EQ(engine->state.get(), TapEngine::State::inactive());
+    EXPECT_EQ(engine->state().get(), TapEngine::State::inactive());
     EXPECT_EQ(engine->pipelineSampleRate(), 48000);
     for (std::size_t slot = 0; slot < 32; ++slot) {
-        EXPECT_EQ(engine->outputGains[slot].load(), 1.0f);
-        EXPECT_EQ(engine->outputDelays[slot].load(), 0u);
+        EXPECT_EQ(engine->renderBuffers().outputGains[slot].load(), 1.0f);
+        EXPECT_EQ(engine->renderBuffers().outputDelays[slot].load(), 0u);
     }
     EXPECT_EQ(hardware.listenerCount(), 0u) << "construction registers nothing";
 
     std::vector<TapEngine::State> seen;
-    engine->state.observe([&](const TapEngine::State& state) { seen.push_back(state); });
+    engine->state().observe([&](const TapEngine::State& state) { seen.push_back(state); });
     engine->start();
     EXPECT_EQ(messages(), (std::vector<std::string>{"state -> starting",
                                                     "start requested, permission status: granted",
@@ -52,7 +52,7 @@ TEST_F(TapEngineTest, PermissionDeniedOrDeclinedFailsWithoutBuilding) {
     auto engine = TapEngine::create({hardware, queue, settings, asking, sink});
 
     engine->start();
-    EXPECT_EQ(engine->state.get(),
+    EXPECT_EQ(engine->state().get(),
               TapEngine::State::failed(
                   "Sorix doesn't have System Audio Recording permission. Enable it in Privacy & "
                   "Security → Screen & System Audio Recording, then try again."));
@@ -63,16 +63,16 @@ TEST_F(TapEngineTest, PermissionDeniedOrDeclinedFailsWithoutBuilding) {
     decision = 2;  // not asked yet
     engine->start();
     queue.runPending();
-    EXPECT_EQ(engine->state.get(),
+    EXPECT_EQ(engine->state().get(),
               TapEngine::State::failed("System Audio Recording permission was declined. Sorix "
                                        "can't boost audio without it."));
     EXPECT_EQ(builds(), 0);
 
     userAgrees = true;
     engine->start();
-    EXPECT_EQ(engine->state->kind(), Case::starting);
+    EXPECT_EQ(engine->state()->kind(), Case::starting);
     queue.runPending();
-    EXPECT_EQ(engine->state->kind(), Case::active);
+    EXPECT_EQ(engine->state()->kind(), Case::active);
 }
 
 TEST_F(TapEngineTest, SeveralOutputsStayAliveUnprocessedAcrossStopAndResume) {
@@ -84,7 +84,7 @@ TEST_F(TapEngineTest, SeveralOutputsStayAliveUnprocessedAcrossStopAndResume) {
 
     engine->stop();
     EXPECT_TRUE(engine->pipelineExists());
-    EXPECT_EQ(engine->processBypass.load(), 1u);
+    EXPECT_EQ(engine->renderBuffers().processBypass.load(), 1u);
     EXPECT_EQ(messages().back(), "entered transparent mode (streams kept alive)");
     EXPECT_TRUE(hardware.isRunning());
 
@@ -92,9 +92,9 @@ TEST_F(TapEngineTest, SeveralOutputsStayAliveUnprocessedAcrossStopAndResume) {
     EXPECT_FLOAT_EQ(lastOutput[0], 0.25f) << "transparent mode passes audio untouched";
 
     engine->start();
-    EXPECT_EQ(engine->state->kind(), Case::active);
-    EXPECT_EQ(engine->processBypass.load(), 0u);
-    EXPECT_EQ(engine->startAttempts(), 0);
+    EXPECT_EQ(engine->state()->kind(), Case::active);
+    EXPECT_EQ(engine->renderBuffers().processBypass.load(), 0u);
+    EXPECT_EQ(TapEngineTestAccess::startAttempts(*engine), 0);
     EXPECT_EQ(messages().back(), "resumed from transparent mode (sync preserved)");
     EXPECT_EQ(builds(), 1) << "nothing is rebuilt";
 
@@ -111,25 +111,23 @@ TEST_F(TapEngineTest, OneOutputStopTearsDown) {
 }
 
 TEST_F(TapEngineTest, ConstructionReadsTheOutputSettings) {
-    EXPECT_TRUE(makeEngine()->volumesLinked.get()) << "absent means linked";
+    EXPECT_TRUE(makeEngine()->volumesLinked().get()) << "absent means linked";
 
     settings.setBool(SettingsKeys::volumesLinked, false);
     settings.setString(SettingsKeys::outputDeviceUID, "legacy");
     settings.setObject(SettingsKeys::outputVolumes, {{"a", 0.5}, {"b", "loud"}, {"c", 1}});
     settings.setObject(SettingsKeys::outputDelays, {{"a", 12.5}, {"b", true}});
     auto engine = makeEngine();
-    EXPECT_FALSE(engine->volumesLinked.get());
-    EXPECT_EQ(engine->selectedOutputUIDs.get(), std::vector<std::string>{"legacy"});
-    EXPECT_EQ(engine->outputVolumes.get(), (std::map<std::string, float>{{"a", 0.5f}, {"c", 1}}));
-    EXPECT_EQ(engine->deviceDelaysMs.get(), (std::map<std::string, double>{{"a", 12.5}}));
-    EXPECT_EQ(engine->availableOutputs->size(), 1u);
+    EXPECT_FALSE(engine->volumesLinked().get());
+    EXPECT_EQ(engine->selectedOutputUIDs().get(), std::vector<std::string>{"legacy"});
+    EXPECT_EQ(engine->outputVolumes().get(), (std::map<std::string, float>{{"a", 0.5f}, {"c", 1}}));
+    EXPECT_EQ(engine->deviceDelaysMs().get(), (std::map<std::string, double>{{"a", 12.5}}));
+    EXPECT_EQ(engine->availableOutputs()->size(), 1u);
 }
 
 TEST_F(TapEngineTest, BuildDescribesTheTapAndDeviceAndWritesRangesGainsAndDelays) {
-    const AudioObjectID dac = hardware.addDevice(
-        {.uid = "dac", .name = "DAC", .outputStreams = 2, .volume = std::nullopt});
+    hardware.addDevice({.uid = "dac", .name = "DAC", .outputStreams = 2, .volume = std::nullopt});
     hardware.addDevice({.uid = "hdmi", .name = "HDMI", .volume = std::nullopt});
-    (void)dac;
     settings.setStringArray(SettingsKeys::outputDeviceUIDs, {"dac", "speakers", "hdmi", "gone"});
     settings.setObject(SettingsKeys::outputVolumes, {{"dac", 0.5}, {"speakers", 0.25}});
     settings.setObject(SettingsKeys::outputDelays, {{"speakers", 10.0}});
@@ -138,22 +136,17 @@ TEST_F(TapEngineTest, BuildDescribesTheTapAndDeviceAndWritesRangesGainsAndDelays
     const auto& tap = *hardware.tap();
     EXPECT_EQ(tap.name, "Sorix System Tap");
     EXPECT_EQ(tap.muteBehavior, TapDescription::MuteBehavior::mutedWhenTapped);
-    EXPECT_EQ(tap.excludedProcesses, engine->ownProcessObjects());
+    EXPECT_EQ(tap.excludedProcesses, TapEngineTestAccess::ownProcessObjects(*engine));
     const auto& device = *hardware.aggregate();
     EXPECT_EQ(device.subDevices, (std::vector<std::string>{"dac", "speakers", "hdmi"}));
     EXPECT_EQ(device.tap, tap.uuid);
     EXPECT_TRUE(logged("some pinned outputs unavailable, using 3 of 4"));
 
-    using Range = TapEngine::BufferRange;
-    EXPECT_EQ(
-        engine->deviceBufferRanges,
-        (std::map<std::string, Range>{{"dac", {0, 2}}, {"speakers", {2, 3}}, {"hdmi", {3, 4}}}));
-    // The speakers have their own volume control, so their stored software gain is not used.
-    const std::vector<float> gains{0.5f, 0.5f, 1.0f, 1.0f, 1.0f};
-    for (std::size_t slot = 0; slot < gains.size(); ++slot)
-        EXPECT_EQ(engine->outputGains[slot].load(), gains[slot]) << "slot " << slot;
-    EXPECT_EQ(engine->outputDelays[2].load(), 480u) << "10 ms at 48 kHz";
-    EXPECT_EQ(engine->outputDelays[0].load(), 0u);
+    EXPECT_EQ(TapEngineTestAccess::deviceBufferRanges(*engine),
+              (BufferRanges{{"dac", {0, 2}}, {"speakers", {2, 3}}, {"hdmi", {3, 4}}}));
+    EXPECT_EQ(engine->renderBuffers().outputGains[0].load(), 0.5f);
+    EXPECT_EQ(engine->renderBuffers().outputDelays[2].load(), 480u) << "10 ms at 48 kHz";
+    EXPECT_EQ(engine->renderBuffers().outputDelays[0].load(), 0u);
 }
 
 TEST_F(TapEngineTest, TheTapRateSetsTheProcessorsAndAFailedReadKeepsThePrevious) {
@@ -166,14 +159,14 @@ TEST_F(TapEngineTest, TheTapRateSetsTheProcessorsAndAFailedReadKeepsThePrevious)
     EXPECT_EQ(engine->eq().sampleRate(), 44100.0f);
     EXPECT_EQ(engine->loudness().attackCoefficient(),
               LoudnessProcessor::attackCoefficientAt(44100));
-    EXPECT_EQ(engine->outputDelays[0].load(), 441u);
+    EXPECT_EQ(engine->renderBuffers().outputDelays[0].load(), 441u);
 
     hardware.setTapSampleRate(96000);
     hardware.injectFailure(Call::get, Selector::tapFormat, kAudioHardwareUnspecifiedError);
     engine->rebuildIfRunning();
-    EXPECT_EQ(engine->state->kind(), Case::active);
+    EXPECT_EQ(engine->state()->kind(), Case::active);
     EXPECT_EQ(engine->pipelineSampleRate(), 44100) << "a failed read keeps the previous rate";
-    EXPECT_EQ(engine->outputDelays[0].load(), 441u);
+    EXPECT_EQ(engine->renderBuffers().outputDelays[0].load(), 441u);
 }
 
 TEST_F(TapEngineTest, TheIOProcedureBoostsWithTheEnginesProcessors) {
@@ -181,7 +174,7 @@ TEST_F(TapEngineTest, TheIOProcedureBoostsWithTheEnginesProcessors) {
     engine->loudness().setBoost(2.0f);
     renderCycle(0.1f);
     EXPECT_NEAR(lastOutput[0], 0.2f, 1e-6f);
-    EXPECT_EQ(engine->samplesRendered.load(), 128u) << "64 stereo frames";
+    EXPECT_EQ(engine->renderBuffers().samplesRendered.load(), 128u) << "64 stereo frames";
 }
 
 TEST_F(TapEngineTest, SelectionChangesPersistAndRebuildOnlyARunningPipeline) {

@@ -1,13 +1,20 @@
-#include "EngineFixture.h"
 #include "OutputCatalogue.h"
 #include "OutputSelection.h"
+#include "OutputsFixture.h"
 #include "SettingsKeys.h"
 #include "SorixError.h"
 
 namespace sorix::testing {
 namespace {
 
-using OutputCatalogueTest = EngineFixture;
+using OutputCatalogueTest = OutputsFixture;
+
+std::vector<std::string> uidsOf(const std::vector<ResolvedOutput>& outputs) {
+    std::vector<std::string> uids;
+    for (const ResolvedOutput& output : outputs)
+        uids.push_back(output.uid);
+    return uids;
+}
 
 TEST_F(OutputCatalogueTest, ListsDevicesThatPlayToAListenerInTheSystemsOrder) {
     hardware.addDevice({.uid = "mic", .name = "Microphone", .outputStreams = 0});
@@ -27,27 +34,27 @@ TEST_F(OutputCatalogueTest, TitlesAndSubtitlesNameWhatPlays) {
     const auto headset = hardware.addDevice(
         {.uid = "headset", .name = "Headset", .transport = Transport::bluetoothLE});
     const auto odd = hardware.addDevice({.uid = "odd", .name = "Odd", .transport = std::nullopt});
-    auto engine = makeEngine();
-    EXPECT_EQ(engine->currentOutputName(), "Speakers");
-    EXPECT_EQ(engine->currentOutputSubtitle(), "Built-in Output");
+    OutputRouting& outputs = makeRouting();
+    EXPECT_EQ(outputs.currentOutputName(), "Speakers");
+    EXPECT_EQ(outputs.currentOutputSubtitle(), "Built-in Output");
     hardware.setDefaultOutput(headset);
-    EXPECT_EQ(engine->currentOutputSubtitle(), "Bluetooth");
+    EXPECT_EQ(outputs.currentOutputSubtitle(), "Bluetooth");
     hardware.setDefaultOutput(odd);
-    EXPECT_EQ(engine->currentOutputSubtitle(), "System Default");
+    EXPECT_EQ(outputs.currentOutputSubtitle(), "System Default");
     hardware.setDefaultOutput(0);
-    EXPECT_EQ(engine->currentOutputName(), "System Output");
-    EXPECT_EQ(engine->currentOutputSubtitle(), "System output");
+    EXPECT_EQ(outputs.currentOutputName(), "System Output");
+    EXPECT_EQ(outputs.currentOutputSubtitle(), "System output");
 
-    engine->toggleOutput("unplugged");
-    EXPECT_EQ(engine->currentOutputName(), "System Output");
-    EXPECT_EQ(engine->currentOutputSubtitle(), "Pinned output");
-    engine->toggleOutput("unplugged");
+    outputs.toggleOutput("unplugged");
+    EXPECT_EQ(outputs.currentOutputName(), "System Output");
+    EXPECT_EQ(outputs.currentOutputSubtitle(), "Pinned output");
+    outputs.toggleOutput("unplugged");
 
-    engine->toggleOutput("headset");
-    engine->toggleOutput("gone");
-    EXPECT_EQ(engine->currentOutputName(), "2 Outputs");
-    EXPECT_EQ(engine->currentOutputSubtitle(), "Headset • Device");
-    EXPECT_EQ(engine->outputName("gone"), "Device");
+    outputs.toggleOutput("headset");
+    outputs.toggleOutput("gone");
+    EXPECT_EQ(outputs.currentOutputName(), "2 Outputs");
+    EXPECT_EQ(outputs.currentOutputSubtitle(), "Headset • Device");
+    EXPECT_EQ(outputs.outputName("gone"), "Device");
 }
 
 TEST_F(OutputCatalogueTest, ResolutionKeepsPinnedOutputsThatArePresentElseTheDefault) {
@@ -55,19 +62,19 @@ TEST_F(OutputCatalogueTest, ResolutionKeepsPinnedOutputsThatArePresentElseTheDef
         {.uid = "loop", .name = "Loopback", .transport = Transport::virtualDevice});
     hardware.addDevice({.uid = "dac", .name = "DAC"});
     settings.setStringArray(SettingsKeys::outputDeviceUIDs, {"gone", "dac", "away"});
-    auto engine = makeEngine();
-    EXPECT_EQ(engine->resolveOutputUIDs(), std::vector<std::string>{"dac"});
+    OutputRouting& outputs = makeRouting();
+    EXPECT_EQ(uidsOf(outputs.resolveOutputs()), std::vector<std::string>{"dac"});
     EXPECT_TRUE(logged("some pinned outputs unavailable, using 1 of 3"));
-    EXPECT_EQ(engine->selectedOutputUIDs->size(), 3u) << "absent outputs stay pinned";
+    EXPECT_EQ(outputs.selectedOutputUIDs()->size(), 3u) << "absent outputs stay pinned";
 
     hardware.setDefaultOutput(loop);
-    EXPECT_EQ(engine->resolveOutputUIDs(), std::vector<std::string>{"dac"})
+    EXPECT_EQ(uidsOf(outputs.resolveOutputs()), std::vector<std::string>{"dac"})
         << "a pinned output makes the default irrelevant";
 
-    engine->clearOutputSelection();
+    outputs.clearOutputSelection();
     const auto failure = [&] {
         try {
-            engine->resolveOutputUIDs();
+            uidsOf(outputs.resolveOutputs());
         } catch (const SorixError& error) {
             return error.message();
         }
@@ -79,7 +86,7 @@ TEST_F(OutputCatalogueTest, ResolutionKeepsPinnedOutputsThatArePresentElseTheDef
     hardware.setDefaultOutput(0);
     EXPECT_EQ(failure(), "No default output device found (error 0).");
     hardware.setDefaultOutput(speakers);
-    EXPECT_EQ(engine->resolveOutputUIDs(), std::vector<std::string>{"speakers"});
+    EXPECT_EQ(uidsOf(outputs.resolveOutputs()), std::vector<std::string>{"speakers"});
 }
 
 TEST_F(OutputCatalogueTest, TheStoredSelectionPrefersTheListOverTheOlderSingleOutput) {
@@ -94,11 +101,49 @@ TEST_F(OutputCatalogueTest, TheStoredSelectionPrefersTheListOverTheOlderSingleOu
 TEST_F(OutputCatalogueTest, BluetoothOutputsAreCountedAmongThoseThatPlay) {
     hardware.addDevice({.uid = "buds", .name = "Buds", .transport = Transport::bluetooth});
     hardware.addDevice({.uid = "le", .name = "LE", .transport = Transport::bluetoothLE});
-    auto engine = makeEngine();
-    EXPECT_EQ(engine->activeBluetoothCount(), 0);
+    OutputRouting& outputs = makeRouting();
+    EXPECT_EQ(outputs.activeBluetoothCount(), 0);
     for (const char* uid : {"buds", "le", "speakers", "gone"})
-        engine->toggleOutput(uid);
-    EXPECT_EQ(engine->activeBluetoothCount(), 2);
+        outputs.toggleOutput(uid);
+    EXPECT_EQ(outputs.activeBluetoothCount(), 2);
+}
+
+TEST_F(OutputCatalogueTest, ChoosingAnOutputIsStoredAndReportedOncePerChange) {
+    hardware.addDevice({.uid = "dac", .name = "DAC"});
+    OutputRouting& outputs = makeRouting();
+    outputs.toggleOutput("dac");
+    outputs.toggleOutput("speakers");
+    EXPECT_EQ(settings.stringArray(SettingsKeys::outputDeviceUIDs),
+              (std::vector<std::string>{"dac", "speakers"}));
+    outputs.toggleOutput("dac");
+    outputs.clearOutputSelection();
+    EXPECT_EQ(settings.stringArray(SettingsKeys::outputDeviceUIDs), std::vector<std::string>{});
+    EXPECT_EQ(selectionChanges, 4);
+}
+
+TEST_F(OutputCatalogueTest, ABuildLaysTheOutputsOverOneBufferPerStreamWithTheirGains) {
+    const auto dac = hardware.addDevice(
+        {.uid = "dac", .name = "DAC", .outputStreams = 2, .volume = std::nullopt});
+    hardware.addDevice({.uid = "hdmi", .name = "HDMI", .volume = std::nullopt});
+    settings.setStringArray(SettingsKeys::outputDeviceUIDs, {"dac", "speakers", "hdmi"});
+    settings.setObject(SettingsKeys::outputVolumes, {{"dac", 0.5}, {"speakers", 0.25}});
+    OutputRouting& outputs = makeRouting();
+    for (std::size_t slot = 0; slot < 8; ++slot)
+        renderPath->buffers().outputGains[slot] = 0.1f;  // left by an earlier pipeline
+
+    const auto resolved = buildPipeline();
+    EXPECT_EQ(resolved.front().device, dac);
+    EXPECT_EQ(outputs.deviceBufferRanges(),
+              (BufferRanges{{"dac", {0, 2}}, {"speakers", {2, 3}}, {"hdmi", {3, 4}}}));
+    // The speakers have their own volume control, so their stored software gain is not used.
+    const std::vector<float> gains{0.5f, 0.5f, 1.0f, 1.0f, 1.0f, 1.0f, 1.0f, 1.0f};
+    for (std::size_t slot = 0; slot < gains.size(); ++slot)
+        EXPECT_EQ(gain(slot), gains[slot]) << "slot " << slot;
+
+    // An output that is listed but whose UID no longer names a device still takes one buffer.
+    std::vector<ResolvedOutput> vanished{{"dac", dac}, {"gone", std::nullopt}};
+    outputs.assignBuffers(vanished);
+    EXPECT_EQ(outputs.deviceBufferRanges(), (BufferRanges{{"dac", {0, 2}}, {"gone", {2, 3}}}));
 }
 
 }  // namespace

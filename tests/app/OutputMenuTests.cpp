@@ -59,12 +59,12 @@ TEST_F(OutputMenuTest, PicksToggleAndSystemDefaultClearsEverything) {
         engine->toggleOutput(uid);
     auto items = open(engine);
     host.pick(items[3]);  // DAC, pinned: unpins it
-    EXPECT_EQ(engine->selectedOutputUIDs.get(), (std::vector<std::string>{"speakers", "hdmi"}));
+    EXPECT_EQ(engine->selectedOutputUIDs().get(), (std::vector<std::string>{"speakers", "hdmi"}));
 
     engine->start();
     const int buildsBefore = builds();
     host.pick(open(engine)[0]);
-    EXPECT_TRUE(engine->selectedOutputUIDs->empty());
+    EXPECT_TRUE(engine->selectedOutputUIDs()->empty());
     EXPECT_EQ(builds(), buildsBefore + 1) << "a running pipeline follows the choice at once";
     EXPECT_EQ(checkedTitles(open(engine)), std::vector<std::string>{"System Default"});
 

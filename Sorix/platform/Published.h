@@ -9,7 +9,8 @@ namespace sorix {
 
 // A value the panel watches. Every assignment notifies the observers with the new value, even
 // when it equals the old one, so a view never misses a write. Main thread only: the owner writes
-// on the main thread and observers run inside the write.
+// on the main thread and observers run inside the write. Watching is not writing, so anyone who
+// can read the value may observe it.
 template <typename T>
 class Published {
   public:
@@ -34,16 +35,16 @@ class Published {
         return *this;
     }
 
-    Token observe(Observer observer) {
+    Token observe(Observer observer) const {
         observers_.emplace(++lastToken_, std::move(observer));
         return lastToken_;
     }
-    void removeObserver(Token token) { observers_.erase(token); }
+    void removeObserver(Token token) const { observers_.erase(token); }
 
   private:
     T value_{};
-    std::map<Token, Observer> observers_;
-    Token lastToken_ = 0;
+    mutable std::map<Token, Observer> observers_;
+    mutable Token lastToken_ = 0;
 };
 
 }  // namespace sorix

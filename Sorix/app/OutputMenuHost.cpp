@@ -6,11 +6,11 @@ namespace sorix {
 
 std::vector<OutputMenuItem> outputMenuItems(const TapEngine& engine) {
     using Kind = OutputMenuItem::Kind;
-    const std::vector<std::string>& selected = engine.selectedOutputUIDs;
+    const std::vector<std::string>& selected = engine.selectedOutputUIDs().get();
     std::vector<OutputMenuItem> items;
     items.push_back({.title = "System Default", .checked = selected.empty()});
     items.push_back({.kind = Kind::separator});
-    for (const OutputDevice& device : engine.availableOutputs.get()) {
+    for (const OutputDevice& device : engine.availableOutputs().get()) {
         const bool pinned =
             std::find(selected.begin(), selected.end(), device.uid) != selected.end();
         items.push_back({.title = device.name, .checked = pinned, .representedUID = device.uid});
