@@ -72,7 +72,9 @@ Client clientFrom(const pa_client_info& info) {
 }
 
 SinkInput sinkInputFrom(const pa_sink_input_info& info) {
-    return {info.index, info.client, info.corked != 0, info.sink};
+    // PipeWire's PulseAudio server names the sink a stream asked for in target.object.
+    const char* target = pa_proplist_gets(info.proplist, "target.object");
+    return {info.index, info.client, info.corked != 0, info.sink, target != nullptr ? target : ""};
 }
 
 Card cardFrom(const pa_card_info& info) {

@@ -45,7 +45,8 @@ struct SinkInput {
     uint32_t index = kNoIndex;
     uint32_t client = kNoIndex;  // none for a module's own stream
     bool corked = true;
-    uint32_t sink = kNoIndex;
+    uint32_t sink = kNoIndex;  // none while PipeWire has yet to link a new stream
+    std::string target;        // the sink a stream asked for, where the server says so
 };
 
 struct Card {

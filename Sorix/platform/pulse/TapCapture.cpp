@@ -33,7 +33,9 @@ void TapController::capture(const SinkInput& input) {
             continue;
         const auto from = mirror_.sink(input.sink);
         if (from && from->tapOwner) continue;  // another tap's
-        const std::string origin = from ? from->name : std::string();
+        // PipeWire announces a new stream before its session manager links it to a sink; it
+        // goes home to the sink it asked for, if it asked for one, rather than to the default.
+        const std::string origin = from ? from->name : input.target;
         tap.moved.try_emplace(input.index, origin);
         if (tap.keepAudible && !origin.empty()) keepAudibleOn(tap, origin);
         moveSinkInput(input.index, tap.sinkIndex);
