@@ -59,7 +59,7 @@ AggregateStreams::AggregateStreams(Plan plan, PulseConnection& connection,
 }
 
 AggregateStreams::~AggregateStreams() {
-    running_ = false;
+    running_.store(false, std::memory_order_relaxed);
     positionTimer_.stop();
     for (Operation& request : positionRequests_)
         request.cancel();
@@ -149,7 +149,7 @@ void AggregateStreams::streamStateChanged() {
 // --- Start and stop ---
 
 void AggregateStreams::setBlock(AudioDeviceIOBlock block) {
-    if (!block) running_ = false;
+    if (!block) running_.store(false, std::memory_order_relaxed);
     block_ = std::move(block);
 }
 
@@ -194,14 +194,14 @@ void AggregateStreams::startPlayback() {
             bytesFor(plan_.timing.lowestQueueSeconds, plan_.rate, plan_.outputChannels[i]));
         pa_stream_write(stream, silence_.data(), bytes, nullptr, 0, PA_SEEK_RELATIVE);
     }
-    running_ = true;
+    running_.store(true, std::memory_order_relaxed);
     for (pa_stream* stream : playback_)
         cork(stream, false, false);
     positionTimer_.start(kPositionSeconds);
 }
 
 void AggregateStreams::stop() {
-    running_ = false;
+    running_.store(false, std::memory_order_relaxed);
     positionTimer_.stop();
     for (pa_stream* stream : playback_)
         cork(stream, true, false);
