@@ -12,7 +12,6 @@
 #include "ManualMainQueue.h"
 #include "PrivateSoundServer.h"
 #include "PulseAudioHardware.h"
-#include "SinkTransport.h"
 #include "SoundServerParams.h"
 
 namespace sorix {
@@ -218,30 +217,6 @@ TEST_P(PulseAudioHardwareTest, ALostServerFailsReadsAndIsFoundAgainWhenItReturns
 
 INSTANTIATE_TEST_SUITE_P(, PulseAudioHardwareTest, testing::everySoundServer(),
                          testing::soundServerName);
-
-TEST(SinkTransportTest, PropertiesAndPortsNameTheTransport) {
-    auto transport = [](std::map<std::string, std::string> properties, std::string driver = "",
-                        std::string port = "") {
-        return sinkTransport({std::move(properties), std::move(driver), std::move(port)});
-    };
-    EXPECT_EQ(transport({{"device.bus", "bluetooth"}, {"api.bluez5.profile", "bap-sink"}}),
-              Transport::bluetoothLE);
-    EXPECT_EQ(transport({{"device.bus", "pci"}}, "", "[Out] HDMI1"), Transport::hdmi);
-    EXPECT_EQ(transport({{"device.bus", "pci"}}, "", "displayport-out"), Transport::displayPort);
-    EXPECT_EQ(transport({{"device.bus", "platform"}}), Transport::builtIn);
-    EXPECT_EQ(transport({}, "module-raop-sink.c"), Transport::airPlay);
-    EXPECT_EQ(transport({{"device.class", "abstract"}}, "module-combine-sink.c"),
-              Transport::aggregate);
-    EXPECT_EQ(transport({{"device.class", "filter"}}), Transport::virtualDevice);
-    EXPECT_EQ(transport({{"device.class", "sound"}}), std::nullopt);
-    // PipeWire's null sinks say what they are only by their factory, unless given a class or bus.
-    EXPECT_EQ(transport({{"factory.name", "support.null-audio-sink"}}), Transport::virtualDevice);
-    EXPECT_EQ(transport({{"factory.name", "support.null-audio-sink"}, {"device.class", "sound"}}),
-              std::nullopt);
-    EXPECT_EQ(transport({{"factory.name", "support.null-audio-sink"}, {"device.bus", "usb"}}),
-              Transport::usb);
-    EXPECT_EQ(transport({{"factory.name", "api.alsa.pcm.sink"}}), std::nullopt);
-}
 
 }  // namespace
 }  // namespace sorix

@@ -1,0 +1,154 @@
+// The IO cycle: on the streams' thread, for every chunk recorded from the tap, the block renders
+// it straight into the playback streams' buffers. Real-time code: no lock, no allocation, no log.
+#include <algorithm>
+
+#include "AggregateStreams.h"
+
+namespace sorix::pulse {
+
+namespace {
+
+// How much audio a playback stream holds ahead of its sink, from the server's requests: it asks
+// for what its sink has taken, so what was written and not yet asked for is still queued. Unlike
+// the timing reports, this holds on every server (PipeWire's PulseAudio server reports read
+// positions late and in steps of its graph's cycles, which once drained an output while the
+// reports still showed a queue), and it costs no request. It is exact at the moment a request
+// arrives, when the sink has just taken its block, and only while the queue stays within the
+// stream's target length, which is set well above what the pipeline keeps; beyond it, it reads as
+// the target length. A queue the sink has read past reads below zero.
+double queuedSeconds(pa_stream* stream, std::size_t bytesPerSecond) {
+    const pa_buffer_attr* attributes = pa_stream_get_buffer_attr(stream);
+    if (attributes == nullptr) return 0;
+    const auto writable = static_cast<double>(pa_stream_writable_size(stream));
+    return (static_cast<double>(attributes->tlength) - writable) /
+           static_cast<double>(bytesPerSecond);
+}
+
+}  // namespace
+
+void AggregateStreams::onRecorded(pa_stream*, std::size_t, void* self) {
+    static_cast<AggregateStreams*>(self)->pump();
+}
+
+void AggregateStreams::onRequested(pa_stream*, std::size_t, void* slot) {
+    const auto* output = static_cast<const OutputSlot*>(slot);
+    output->aggregate->requested(output->output);
+}
+
+void AggregateStreams::pump() {
+    const std::size_t frameBytes = plan_.inputChannels * sizeof(float);
+    uint32_t widest = plan_.inputChannels;
+    for (uint32_t channels : plan_.outputChannels)
+        widest = std::max(widest, channels);
+    const std::size_t chunkFrames = kMaxChunkSamples / widest;
+    for (;;) {
+        const void* data = nullptr;
+        std::size_t bytes = 0;
+        if (pa_stream_peek(record_, &data, &bytes) < 0 || bytes == 0) return;
+        if (running_.load(std::memory_order_relaxed) && block_) {
+            const auto* samples = static_cast<const float*>(data);
+            std::size_t frames = bytes / frameBytes;
+            while (frames > 0) {
+                const std::size_t done = render(samples, std::min(frames, chunkFrames));
+                if (done == 0) break;  // an output cannot take audio now: the rest is dropped
+                if (samples != nullptr) samples += done * plan_.inputChannels;
+                frames -= done;
+            }
+        }
+        pa_stream_drop(record_);
+    }
+}
+
+void AggregateStreams::requested(std::size_t output) {
+    if (!running_.load(std::memory_order_relaxed)) return;
+    trimmer_.report(output,
+                    queuedSeconds(playback_[output],
+                                  plan_.rate * plan_.outputChannels[output] * sizeof(float)));
+}
+
+std::size_t AggregateStreams::render(const float* input, std::size_t frames) {
+    // Each output's memory comes from its stream, so the render path writes in place.
+    for (std::size_t i = 0; i < playback_.size(); ++i) {
+        std::size_t bytes = frames * plan_.outputChannels[i] * sizeof(float);
+        if (pa_stream_begin_write(playback_[i], &writeAreas_[i], &bytes) < 0) {
+            for (std::size_t j = 0; j < i; ++j)
+                pa_stream_cancel_write(playback_[j]);
+            return 0;
+        }
+        frames = std::min(frames, bytes / (plan_.outputChannels[i] * sizeof(float)));
+    }
+    inputBuffer_.mNumberChannels = plan_.inputChannels;
+    inputBuffer_.mDataByteSize =
+        static_cast<uint32_t>(frames * plan_.inputChannels * sizeof(float));
+    // A hole in the recording plays as silence.
+    inputBuffer_.mData = const_cast<float*>(input != nullptr ? input : silence_.data());
+    for (std::size_t i = 0; i < playback_.size(); ++i) {
+        outputBuffers_[i].mNumberChannels = plan_.outputChannels[i];
+        outputBuffers_[i].mDataByteSize =
+            static_cast<uint32_t>(frames * plan_.outputChannels[i] * sizeof(float));
+        outputBuffers_[i].mData = writeAreas_[i];
+    }
+    const AudioBufferList inputList{1, &inputBuffer_};
+    AudioBufferList outputList{static_cast<uint32_t>(outputBuffers_.size()), outputBuffers_.data()};
+    block_(inputList, outputList);
+    sampleTime_ += static_cast<double>(frames);
+    for (std::size_t i = 0; i < playback_.size(); ++i) {
+        const std::size_t frameBytes = plan_.outputChannels[i] * sizeof(float);
+        const std::size_t skipped = trimmer_.takeSkip(i, frames);
+        if (skipped == frames) {
+            pa_stream_cancel_write(playback_[i]);
+            continue;
+        }
+        // A gap is a seek past the end of the queue; the sink plays the hole as silence.
+        const auto gap = static_cast<int64_t>(trimmer_.takeGap(i) * frameBytes);
+        pa_stream_write(playback_[i], static_cast<char*>(writeAreas_[i]) + skipped * frameBytes,
+                        (frames - skipped) * frameBytes, nullptr, gap, PA_SEEK_RELATIVE);
+    }
+    trimmer_.advance(frames);
+    framesSincePositions_ += frames;
+    return frames;
+}
+
+// --- Positions, on the positions timer: the requests are made here, never inside the cycle ---
+
+void AggregateStreams::askPositions() {
+    positionTimer_.start(kPositionSeconds);
+    // Only while audio flows through the cycle, and once every skip and gap has played out.
+    const auto halfAnInterval = static_cast<std::size_t>(kPositionSeconds * plan_.rate / 2);
+    if (!running_.load(std::memory_order_relaxed) || positionUpdatesOutstanding_ > 0 ||
+        !trimmer_.settled() || framesSincePositions_ < halfAnInterval)
+        return;
+    framesSincePositions_ = 0;
+    positionRequests_.clear();
+    positionUpdatesOutstanding_ = static_cast<int>(playback_.size());
+    // Asked one right after the other, so the answers describe nearly the same moment.
+    for (pa_stream* stream : playback_) {
+        positionRequests_.push_back(connection_.requests().send(
+            pa_stream_get_context(stream),
+            Done([this](const Outcome& outcome) { positionArrived(outcome.succeeded()); }),
+            [&](Done& done) { return pa_stream_update_timing_info(stream, Done::reply, &done); }));
+    }
+}
+
+void AggregateStreams::positionArrived(bool success) {
+    positionFailed_ = positionFailed_ || !success;
+    if (--positionUpdatesOutstanding_ > 0) return;
+    const bool failed = positionFailed_;
+    positionFailed_ = false;
+    if (failed) return;
+    for (std::size_t i = 0; i < playback_.size(); ++i) {
+        const pa_timing_info* timing = pa_stream_get_timing_info(playback_[i]);
+        if (timing == nullptr || timing->read_index_corrupt != 0 ||
+            timing->write_index_corrupt != 0)
+            return;
+        // libpulse counts every write up to now into the write index, so its end is the tap's
+        // latest frame on every output; the queue behind it holds no skip or gap once settled.
+        const auto frameBytes = static_cast<double>(plan_.outputChannels[i] * sizeof(float));
+        positionFrames_[i] =
+            sampleTime_ -
+            static_cast<double>(timing->write_index - timing->read_index) / frameBytes;
+    }
+    trimmer_.positions(positionFrames_.data());
+}
+
+}  // namespace sorix::pulse
