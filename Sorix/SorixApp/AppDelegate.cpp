@@ -6,7 +6,10 @@
 namespace sorix {
 
 AppDelegate::AppDelegate(TapEngine::Services services)
-    : settings_(services.settings), engine_(TapEngine::create(std::move(services))) {}
+    : settings_(services.settings),
+      engine_(TapEngine::create(std::move(services))),
+      adaptor_(std::make_unique<EngineAdaptor>(engine_)),
+      panelState_(std::make_unique<PanelState>(settings_, *adaptor_)) {}
 
 void AppDelegate::applicationDidFinishLaunching() {
     engine_->loudness().setBoost(launchBoost(settings_));
@@ -15,8 +18,9 @@ void AppDelegate::applicationDidFinishLaunching() {
     if (settings_.boolForKey(SettingsKeys::boostActive)) engine_->start();
 }
 
-// This build has no panel, and the panel is what applies Safe Mode and the equaliser whenever it
-// appears. Without this the stored boost would play uncapped and the equaliser would stay flat.
+// The panel applies Safe Mode and the equaliser whenever it appears, but it may never appear (no
+// display) or only much later: without this the stored boost would play uncapped and the
+// equaliser would stay flat until then. The store is left as it is; the panel rewrites it.
 void AppDelegate::applyPanelControls() {
     const float stored = engine_->loudness().boost();
     const float capped = safeModeCapped(stored, settings_);
@@ -26,7 +30,7 @@ void AppDelegate::applyPanelControls() {
             static_cast<double>(capped), static_cast<double>(stored));
     }
     engine_->loudness().setBoost(capped);
-    applyStoredEqualiser(*engine_, settings_);
+    panelState_->applyEQ();
     // The output card reads the volumes and starts following them whenever it appears; without
     // it, linked outputs would not follow a volume changed elsewhere.
     engine_->refreshDeviceVolumes();

@@ -2,14 +2,16 @@
 
 #include <memory>
 
+#include "EngineAdaptor.h"
+#include "PanelState.h"
 #include "SettingsStore.h"
 #include "TapEngine.h"
 
 namespace sorix {
 
-// The application around the one engine. It owns the engine, starts boosting at launch when the
-// user left boosting on, and at quit takes the pipeline down so that every captured program plays
-// on its own output again.
+// The application around the one engine. It owns the engine and what the panel sees of it,
+// starts boosting at launch when the user left boosting on, and at quit takes the pipeline down
+// so that every captured program plays on its own output again.
 class AppDelegate {
   public:
     // Creates the engine, which reads its output settings and starts nothing.
@@ -23,12 +25,16 @@ class AppDelegate {
     void applicationWillTerminate();
 
     TapEngine& engine() { return *engine_; }
+    EngineAdaptor& engineAdaptor() { return *adaptor_; }
+    PanelState& panelState() { return *panelState_; }
 
   private:
     void applyPanelControls();
 
     SettingsStore& settings_;
     std::shared_ptr<TapEngine> engine_;
+    std::unique_ptr<EngineAdaptor> adaptor_;
+    std::unique_ptr<PanelState> panelState_;
 };
 
 }  // namespace sorix

@@ -10,12 +10,24 @@ std::filesystem::path DesktopServices::settingsFile() {
     return JsonSettingsStore::defaultPath();
 }
 
-DesktopServices::DesktopServices()
-    : logSink_(std::make_shared<StreamLogSink>()),
+namespace {
+
+// Takes every line and keeps none.
+class SilentLogSink : public LogSink {
+  public:
+    bool isEnabled(LogLevel) const override { return false; }
+    void write(LogLevel, std::string_view, std::string_view) override {}
+};
+
+}  // namespace
+
+DesktopServices::DesktopServices(Options options)
+    : logSink_(options.logToStderr ? std::shared_ptr<LogSink>(std::make_shared<StreamLogSink>())
+                                   : std::make_shared<SilentLogSink>()),
       log_("TapEngine", logSink_),
       settings_(settingsFile(), [this](const std::string& problem) { log_.error("%s", problem); }),
       permission_(mainQueue_),
-      hardware_(mainQueue_, serverConnectTimeoutSeconds) {}
+      hardware_(mainQueue_, options.connectTimeoutSeconds, logSink_) {}
 
 TapEngine::Services DesktopServices::engineServices() {
     return {.hardware = hardware_,

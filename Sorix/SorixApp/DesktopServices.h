@@ -23,7 +23,14 @@ class DesktopServices {
     // $SORIX_SETTINGS_FILE when set, else the per-user settings file.
     static std::filesystem::path settingsFile();
 
-    DesktopServices();
+    struct Options {
+        double connectTimeoutSeconds = serverConnectTimeoutSeconds;
+        // Off for a snapshot, whose stderr says only how the picture went.
+        bool logToStderr = true;
+    };
+
+    DesktopServices() : DesktopServices(Options{}) {}
+    explicit DesktopServices(Options options);
     DesktopServices(const DesktopServices&) = delete;
     DesktopServices& operator=(const DesktopServices&) = delete;
 

@@ -2,7 +2,7 @@
 
 #include <string>
 
-#include "EQControls.h"
+#include "BoostRange.h"
 #include "SettingsKeys.h"
 
 namespace sorix {
@@ -25,20 +25,6 @@ bool storeChosenBoost(SettingsStore& settings, double factor) {
     settings.setBool(SettingsKeys::boostActive, true);
     if (factor > BoostRange::safeModeCap) settings.setBool(SettingsKeys::safeMode, false);
     return true;
-}
-
-void applyStoredEqualiser(TapEngine& engine, const SettingsStore& settings) {
-    const EQProcessor::Preset preset =
-        storedPreset(settings.string(SettingsKeys::eqPreset)
-                         .value_or(std::string(SettingsKeys::eqPresetDefault)));
-    if (preset != EQProcessor::Preset::custom) {
-        engine.setEQPreset(preset);
-        return;
-    }
-    const auto gains =
-        parseCustomEQGains(settings.string(SettingsKeys::customEQGains)
-                               .value_or(std::string(SettingsKeys::customEQGainsDefault)));
-    engine.setEQGains(gains);
 }
 
 }  // namespace sorix

@@ -1,7 +1,6 @@
 #pragma once
 
 #include "SettingsStore.h"
-#include "TapEngine.h"
 
 namespace sorix {
 
@@ -20,9 +19,5 @@ float safeModeCapped(float boost, const SettingsStore& settings);
 // switch on, and Safe Mode off when the factor is beyond its cap. A factor the user cannot
 // choose stores nothing and gives false.
 bool storeChosenBoost(SettingsStore& settings, double factor);
-
-// Hands the stored equaliser to the engine: the stored preset, or the user's own gains when the
-// preset is custom.
-void applyStoredEqualiser(TapEngine& engine, const SettingsStore& settings);
 
 }  // namespace sorix

@@ -4,6 +4,7 @@
 #include <QVariantMap>
 
 #include "BoostCardRules.h"
+#include "DesktopActions.h"
 #include "EngineAdaptor.h"
 #include "LogoBars.h"
 #include "PanelState.h"
@@ -51,6 +52,8 @@ void registerPanelQmlTypes() {
                                            "the panel state comes from the application");
     qmlRegisterUncreatableType<EngineAdaptor>(uri, 1, 0, "EngineAdaptor",
                                               "the engine comes from the application");
+    qmlRegisterUncreatableType<DesktopActions>(uri, 1, 0, "DesktopActions",
+                                               "the desktop's actions come from the application");
 }
 
 }  // namespace sorix

@@ -1,5 +1,7 @@
 #include "TapEngine.h"
 
+#include <bit>
+
 #include "EQControls.h"
 
 namespace sorix {
@@ -115,6 +117,12 @@ void TapEngine::stop() {
 void TapEngine::shutDown() {
     tearDownPipeline();
     setState(State::inactive());
+}
+
+void TapEngine::showActiveForSnapshot(float latestOutputPeak) {
+    setState(State::active());
+    renderPath_->buffers().ioDiagnostics[RenderBuffers::latestOutputPeak] =
+        std::bit_cast<uint32_t>(latestOutputPeak);
 }
 
 void TapEngine::setEQPreset(EQProcessor::Preset preset) {

@@ -109,6 +109,9 @@ class TapEngine : public std::enable_shared_from_this<TapEngine> {
     void shutDown();
     // After the chosen outputs change: a running engine builds again, a kept-alive pipeline goes.
     void rebuildIfRunning();
+    // For a picture of the panel: the engine reads as active, with that output level, though no
+    // pipeline is built and no audio runs.
+    void showActiveForSnapshot(float latestOutputPeak);
 
     // Boost and equaliser. The loudness processor takes the boost directly (setBoost); the
     // equaliser is set through the two operations, which log what they set.

@@ -1,0 +1,33 @@
+#include "DesktopRun.h"
+
+#include <QApplication>
+#include <QFont>
+#include <csignal>
+
+#include "AppDelegate.h"
+#include "DesktopServices.h"
+#include "DesktopShell.h"
+#include "LaunchRequest.h"
+#include "SignalBridge.h"
+
+namespace sorix {
+
+int runDesktop(int& argc, char** argv, const RunRequest& request) {
+    QApplication application(argc, argv);
+    QApplication::setApplicationName(QStringLiteral("Sorix"));
+    QApplication::setFont(QFont(QStringLiteral("Inter")));
+    // Closing the panel is not quitting: Sorix lives in the tray.
+    QApplication::setQuitOnLastWindowClosed(false);
+    SignalBridge stopSignals({SIGINT, SIGTERM, SIGHUP}, [](int) { QCoreApplication::quit(); });
+
+    DesktopServices services;
+    applyLaunchRequest(services, request);
+    AppDelegate delegate(services.engineServices());
+    QObject::connect(&application, &QCoreApplication::aboutToQuit,
+                     [&delegate] { delegate.applicationWillTerminate(); });
+    delegate.applicationDidFinishLaunching();
+    DesktopShell shell(delegate);
+    return QApplication::exec();
+}
+
+}  // namespace sorix

@@ -1,0 +1,89 @@
+#include "DesktopShell.h"
+
+#include <QCoreApplication>
+#include <QCursor>
+#include <QGuiApplication>
+#include <QMenu>
+#include <QQmlEngine>
+#include <QQuickItem>
+#include <QScreen>
+
+#include "PanelPlacement.h"
+#include "QmlTypes.h"
+#include "TrayIconArt.h"
+
+namespace sorix {
+
+DesktopShell::DesktopShell(AppDelegate& delegate, QObject* parent)
+    : QObject(parent),
+      delegate_(delegate),
+      actions_(LoginItem(LoginItem::defaultEntryPath(), LoginItem::runningProgram()),
+               SoundSettings(), [] { QCoreApplication::quit(); }) {
+    registerPanelQmlTypes();
+    panel_ = std::make_unique<PanelWindow>(desktopComposites());
+    panel_->engine()->addImportPath(QStringLiteral("qrc:/"));
+    panel_->setInitialProperties({{"panel", QVariant::fromValue(&delegate_.panelState())},
+                                  {"engine", QVariant::fromValue(&delegate_.engineAdaptor())},
+                                  {"desktop", QVariant::fromValue(&actions_)}});
+    panel_->setSource(QUrl(QStringLiteral("qrc:/Sorix/Ui/SorixPopoverView.qml")));
+    panel_->setTitle(QStringLiteral("Sorix"));
+    // The level display runs only while someone can see it.
+    connect(panel_.get(), &QWindow::visibleChanged, this, [this](bool visible) {
+        if (auto* root = panel_->rootObject()) root->setProperty("shown", visible);
+    });
+
+    if (!QSystemTrayIcon::isSystemTrayAvailable()) {
+        panel_->setDismissible(false);
+        showPanel();
+        return;
+    }
+    tray_ = std::make_unique<QSystemTrayIcon>(trayIcon());
+    tray_->setToolTip(QStringLiteral("Sorix"));
+    connect(tray_.get(), &QSystemTrayIcon::activated, this,
+            [this](QSystemTrayIcon::ActivationReason reason) {
+                if (reason != QSystemTrayIcon::Trigger) return;
+                clickPoint_ = QCursor::pos();
+                togglePanel();
+            });
+    auto* menu = new QMenu();
+    menu->addAction(QStringLiteral("Open Sorix"), this, [this] {
+        clickPoint_ = QCursor::pos();
+        if (!panel_->isVisible()) showPanel();
+    });
+    menu->addAction(QStringLiteral("Quit Sorix"), this, [] { QCoreApplication::quit(); });
+    tray_->setContextMenu(menu);
+    tray_->show();
+}
+
+DesktopShell::~DesktopShell() {
+    if (tray_ != nullptr) delete tray_->contextMenu();
+}
+
+void DesktopShell::togglePanel() {
+    if (panel_->isVisible()) {
+        panel_->closeWithFade();  // ignored while the fade runs
+    } else {
+        showPanel();
+    }
+}
+
+void DesktopShell::showPanel() {
+    delegate_.panelState().appear();
+    panel_->present(panelPosition());
+}
+
+QPoint DesktopShell::panelPosition() const {
+    const QSize size = panel_->size();
+    if (tray_ == nullptr) {
+        const QScreen* screen = QGuiApplication::primaryScreen();
+        return PanelPlacement::topRight(size, screen->availableGeometry());
+    }
+    const QRect icon = tray_->geometry();
+    const QPoint anchor = icon.isValid() ? icon.center() : clickPoint_;
+    const QScreen* screen = QGuiApplication::screenAt(anchor);
+    if (screen == nullptr) screen = QGuiApplication::primaryScreen();
+    if (icon.isValid()) return PanelPlacement::underIcon(icon, size, screen->availableGeometry());
+    return PanelPlacement::nearPointer(clickPoint_, size, screen->availableGeometry());
+}
+
+}  // namespace sorix

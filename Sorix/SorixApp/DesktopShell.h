@@ -1,0 +1,37 @@
+#pragma once
+
+#include <QObject>
+#include <QSystemTrayIcon>
+#include <memory>
+
+#include "AppDelegate.h"
+#include "DesktopActions.h"
+#include "PanelWindow.h"
+
+namespace sorix {
+
+// Sorix on a desktop: the tray icon, and the panel that a click on it opens and closes. Without
+// a tray the panel opens at once in the top-right corner of the screen and stays open.
+class DesktopShell : public QObject {
+    Q_OBJECT
+
+  public:
+    explicit DesktopShell(AppDelegate& delegate, QObject* parent = nullptr);
+    ~DesktopShell() override;
+
+    // The tray icon's click: opens the panel, or closes it with the fade.
+    void togglePanel();
+    PanelWindow& panel() { return *panel_; }
+
+  private:
+    void showPanel();
+    QPoint panelPosition() const;
+
+    AppDelegate& delegate_;
+    DesktopActions actions_;
+    std::unique_ptr<PanelWindow> panel_;
+    std::unique_ptr<QSystemTrayIcon> tray_;
+    QPoint clickPoint_;
+};
+
+}  // namespace sorix
