@@ -24,7 +24,8 @@ std::vector<float> sine(int64_t channels, int64_t frames, float amplitude, float
 
 TEST(LoudnessProcessorTest, MatchesFrameByFrameReferenceToTheBit) {
     // Blocks of every size in turn, forwards then backwards, with the boost changing between
-    // blocks (including to exactly 1, which freezes the envelope).
+    // blocks (including to exactly 1, which freezes the envelope). The channels differ, so a gain
+    // that is not the one linked gain of the reference shows.
     std::vector<int64_t> blocks(ref::kBlockSizes.begin(), ref::kBlockSizes.end());
     blocks.insert(blocks.end(), ref::kBlockSizes.rbegin(), ref::kBlockSizes.rend());
     const float boosts[] = {3.0f, 8.0f, 1.0f, 1.5f, 5.0f};
@@ -109,22 +110,6 @@ TEST(LoudnessProcessorTest, FullBoostOnFullScaleStaysBelowCeilingWithoutSquaring
         nearCeiling += std::fabs(out[i]) > 0.95f;
     }
     EXPECT_LT(nearCeiling, static_cast<int>(out.size()) * 3 / 10);
-}
-
-TEST(LoudnessProcessorTest, GainIsLinkedAcrossChannels) {
-    LoudnessProcessor limiter;
-    limiter.setBoost(4.0f);
-    std::vector<float> frames = sine(2, 4800, 1.0f);
-    for (std::size_t n = 0; n < 4800; ++n)
-        frames[2 * n + 1] *= 0.01f;
-    const std::vector<float> in = frames;
-    limiter.process(frames.data(), 2, 4800);
-    for (std::size_t n = 2400; n < 4800; ++n) {
-        if (std::fabs(frames[2 * n]) >= 0.9f || std::fabs(in[2 * n]) < 0.1f) continue;
-        const float gain = frames[2 * n] / (4.0f * in[2 * n]);
-        ASSERT_LT(gain, 0.5f);
-        ASSERT_NEAR(frames[2 * n + 1], gain * 4.0f * in[2 * n + 1], 1e-6f) << n;
-    }
 }
 
 TEST(LoudnessProcessorTest, SetBoostHoldsAnyFactorToOneToEight) {
