@@ -27,15 +27,16 @@ class EngineFixture : public ::testing::Test {
         queue.runPending();
     }
 
-    std::shared_ptr<TapEngine> makeEngine() {
-        return TapEngine::create({.hardware = hardware,
-                                  .mainQueue = queue,
-                                  .settings = settings,
-                                  .permission = permission,
-                                  .logSink = sink,
-                                  .aliveClock = [this] { return aliveClock; },
-                                  .aliveSleep = [this](double seconds) { aliveClock += seconds; }});
+    TapEngine::Services services() {
+        return {.hardware = hardware,
+                .mainQueue = queue,
+                .settings = settings,
+                .permission = permission,
+                .logSink = sink,
+                .aliveClock = [this] { return aliveClock; },
+                .aliveSleep = [this](double seconds) { aliveClock += seconds; }};
     }
+    std::shared_ptr<TapEngine> makeEngine() { return TapEngine::create(services()); }
 
     // An engine that has started and built its pipeline.
     std::shared_ptr<TapEngine> startedEngine() {
