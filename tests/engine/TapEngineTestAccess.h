@@ -15,9 +15,6 @@ class TapEngineTestAccess {
     static std::size_t outputDeviceListenerCount(const TapEngine& engine) {
         return engine.outputDeviceListeners_.size();
     }
-    static const BufferRanges& deviceBufferRanges(const TapEngine& engine) {
-        return engine.outputs_->deviceBufferRanges();
-    }
     static std::vector<AudioObjectID> ownProcessObjects(const TapEngine& engine) {
         return engine.queries_.ownProcessObjects();
     }

@@ -6,22 +6,15 @@ namespace {
 
 using TapEngineTest = EngineFixture;
 
-TEST_F(TapEngineTest, StartBuildsStopTearsDownAndEveryAssignmentIsLogged) {
+TEST_F(TapEngineTest, StartBuildsStopTearsDownAndRepeatingEitherIsHarmless) {
     auto engine = makeEngine();
     EXPECT_EQ(engine->state().get(), TapEngine::State::inactive());
     EXPECT_EQ(engine->pipelineSampleRate(), 48000);
-    for (std::size_t slot = 0; slot < 32; ++slot) {
-        EXPECT_EQ(engine->renderBuffers().outputGains[slot].load(), 1.0f);
-        EXPECT_EQ(engine->renderBuffers().outputDelays[slot].load(), 0u);
-    }
     EXPECT_EQ(hardware.listenerCount(), 0u) << "construction registers nothing";
 
     std::vector<TapEngine::State> seen;
     engine->state().observe([&](const TapEngine::State& state) { seen.push_back(state); });
     engine->start();
-    EXPECT_EQ(messages(), (std::vector<std::string>{"state -> starting",
-                                                    "start requested, permission status: granted",
-                                                    "state -> active"}));
     EXPECT_EQ(seen, (std::vector{TapEngine::State::starting(), TapEngine::State::active()}));
     EXPECT_TRUE(hardware.isRunning());
 
@@ -30,10 +23,10 @@ TEST_F(TapEngineTest, StartBuildsStopTearsDownAndEveryAssignmentIsLogged) {
     EXPECT_EQ(messages().size(), linesBefore) << "start while active changes nothing";
 
     engine->stop();
-    EXPECT_EQ(messages().back(), "state -> inactive");
+    EXPECT_EQ(engine->state()->kind(), Case::inactive);
     EXPECT_EQ(hardware.tapID(), 0u);
     EXPECT_EQ(hardware.aggregateID(), 0u);
-    EXPECT_FALSE(engine->pipelineExists());
+    EXPECT_FALSE(engine->pipelineExists()) << "one output is not kept alive";
     engine->stop();
     EXPECT_EQ(countLogged("state -> inactive"), 2) << "stop is accepted in every state";
 }
@@ -56,9 +49,6 @@ TEST_F(TapEngineTest, PermissionDeniedOrDeclinedFailsWithoutBuilding) {
               TapEngine::State::failed(
                   "Sorix doesn't have System Audio Recording permission. Enable it in Privacy & "
                   "Security → Screen & System Audio Recording, then try again."));
-    EXPECT_EQ(messages().back(),
-              "state -> failed: Sorix doesn't have System Audio Recording permission. Enable it "
-              "in Privacy & Security → Screen & System Audio Recording, then try again.");
 
     decision = 2;  // not asked yet
     engine->start();
@@ -85,7 +75,6 @@ TEST_F(TapEngineTest, SeveralOutputsStayAliveUnprocessedAcrossStopAndResume) {
     engine->stop();
     EXPECT_TRUE(engine->pipelineExists());
     EXPECT_EQ(engine->renderBuffers().processBypass.load(), 1u);
-    EXPECT_EQ(messages().back(), "entered transparent mode (streams kept alive)");
     EXPECT_TRUE(hardware.isRunning());
 
     renderCycle(0.25f);
@@ -95,58 +84,27 @@ TEST_F(TapEngineTest, SeveralOutputsStayAliveUnprocessedAcrossStopAndResume) {
     EXPECT_EQ(engine->state()->kind(), Case::active);
     EXPECT_EQ(engine->renderBuffers().processBypass.load(), 0u);
     EXPECT_EQ(TapEngineTestAccess::startAttempts(*engine), 0);
-    EXPECT_EQ(messages().back(), "resumed from transparent mode (sync preserved)");
     EXPECT_EQ(builds(), 1) << "nothing is rebuilt";
 
     engine->shutDown();
     EXPECT_FALSE(engine->pipelineExists()) << "quitting never keeps the pipeline";
-    EXPECT_EQ(messages().back(), "state -> inactive");
+    EXPECT_EQ(engine->state()->kind(), Case::inactive);
 }
 
-TEST_F(TapEngineTest, OneOutputStopTearsDown) {
-    auto engine = startedEngine();
-    engine->stop();
-    EXPECT_FALSE(engine->pipelineExists());
-    EXPECT_FALSE(hardware.isRunning());
-}
-
-TEST_F(TapEngineTest, ConstructionReadsTheOutputSettings) {
-    EXPECT_TRUE(makeEngine()->volumesLinked().get()) << "absent means linked";
-
-    settings.setBool(SettingsKeys::volumesLinked, false);
-    settings.setString(SettingsKeys::outputDeviceUID, "legacy");
-    settings.setObject(SettingsKeys::outputVolumes, {{"a", 0.5}, {"b", "loud"}, {"c", 1}});
-    settings.setObject(SettingsKeys::outputDelays, {{"a", 12.5}, {"b", true}});
-    auto engine = makeEngine();
-    EXPECT_FALSE(engine->volumesLinked().get());
-    EXPECT_EQ(engine->selectedOutputUIDs().get(), std::vector<std::string>{"legacy"});
-    EXPECT_EQ(engine->outputVolumes().get(), (std::map<std::string, float>{{"a", 0.5f}, {"c", 1}}));
-    EXPECT_EQ(engine->deviceDelaysMs().get(), (std::map<std::string, double>{{"a", 12.5}}));
-    EXPECT_EQ(engine->availableOutputs()->size(), 1u);
-}
-
-TEST_F(TapEngineTest, BuildDescribesTheTapAndDeviceAndWritesRangesGainsAndDelays) {
-    hardware.addDevice({.uid = "dac", .name = "DAC", .outputStreams = 2, .volume = std::nullopt});
-    hardware.addDevice({.uid = "hdmi", .name = "HDMI", .volume = std::nullopt});
-    settings.setStringArray(SettingsKeys::outputDeviceUIDs, {"dac", "speakers", "hdmi", "gone"});
-    settings.setObject(SettingsKeys::outputVolumes, {{"dac", 0.5}, {"speakers", 0.25}});
-    settings.setObject(SettingsKeys::outputDelays, {{"speakers", 10.0}});
+// How the outputs are laid over the buffers, with their gains and delays, is the outputs' own
+// case; the engine adds the tap and the device around them.
+TEST_F(TapEngineTest, TheTapLeavesSorixOutAndTheDeviceWrapsThePresentOutputsAndTheTap) {
+    hardware.addDevice({.uid = "dac", .name = "DAC"});
+    settings.setStringArray(SettingsKeys::outputDeviceUIDs, {"dac", "gone", "speakers"});
     auto engine = startedEngine();
 
     const auto& tap = *hardware.tap();
-    EXPECT_EQ(tap.name, "Sorix System Tap");
     EXPECT_EQ(tap.muteBehavior, TapDescription::MuteBehavior::mutedWhenTapped);
     EXPECT_EQ(tap.excludedProcesses, TapEngineTestAccess::ownProcessObjects(*engine));
+    EXPECT_FALSE(tap.excludedProcesses.empty());
     const auto& device = *hardware.aggregate();
-    EXPECT_EQ(device.subDevices, (std::vector<std::string>{"dac", "speakers", "hdmi"}));
+    EXPECT_EQ(device.subDevices, (std::vector<std::string>{"dac", "speakers"}));
     EXPECT_EQ(device.tap, tap.uuid);
-    EXPECT_TRUE(logged("some pinned outputs unavailable, using 3 of 4"));
-
-    EXPECT_EQ(TapEngineTestAccess::deviceBufferRanges(*engine),
-              (BufferRanges{{"dac", {0, 2}}, {"speakers", {2, 3}}, {"hdmi", {3, 4}}}));
-    EXPECT_EQ(engine->renderBuffers().outputGains[0].load(), 0.5f);
-    EXPECT_EQ(engine->renderBuffers().outputDelays[2].load(), 480u) << "10 ms at 48 kHz";
-    EXPECT_EQ(engine->renderBuffers().outputDelays[0].load(), 0u);
 }
 
 TEST_F(TapEngineTest, TheTapRateSetsTheProcessorsAndAFailedReadKeepsThePrevious) {
@@ -177,18 +135,15 @@ TEST_F(TapEngineTest, TheIOProcedureBoostsWithTheEnginesProcessors) {
     EXPECT_EQ(engine->renderBuffers().samplesRendered.load(), 128u) << "64 stereo frames";
 }
 
-TEST_F(TapEngineTest, SelectionChangesPersistAndRebuildOnlyARunningPipeline) {
+TEST_F(TapEngineTest, SelectionChangesRebuildOnlyARunningPipeline) {
     hardware.addDevice({.uid = "dac", .name = "DAC"});
     auto engine = makeEngine();
     engine->toggleOutput("dac");
-    EXPECT_EQ(settings.stringArray(SettingsKeys::outputDeviceUIDs),
-              std::vector<std::string>{"dac"});
     EXPECT_EQ(builds(), 0) << "an idle engine builds nothing";
 
     engine->start();
     EXPECT_EQ(hardware.aggregate()->subDevices.front(), "dac");
     engine->toggleOutput("dac");
-    EXPECT_EQ(settings.stringArray(SettingsKeys::outputDeviceUIDs), std::vector<std::string>{});
     EXPECT_EQ(builds(), 2);
     EXPECT_EQ(hardware.aggregate()->subDevices.front(), "speakers") << "back to the default output";
 }

@@ -41,7 +41,7 @@ AudioObjectID FakeAudioHardware::addDevice(const DeviceSpec& spec) {
     properties[{Selector::streams, kOutput}] = {streams};
     if (spec.volume) properties[{Selector::virtualMainVolume, kOutput}] = {*spec.volume, true};
     properties[{Selector::latency, kOutput}] = {spec.latencyFrames};
-    properties[{Selector::safetyOffset, kOutput}] = {spec.safetyOffset};
+    properties[{Selector::safetyOffset, kOutput}] = {uint32_t{0}};
     properties[{Selector::nominalSampleRate, kGlobal}] = {spec.sampleRate};
     properties[{Selector::isAlive, kGlobal}] = {uint32_t{1}};
     devices_.push_back(device);
@@ -178,7 +178,6 @@ OSStatus FakeAudioHardware::isPropertySettable(AudioObjectID object,
 OSStatus FakeAudioHardware::setPropertyData(AudioObjectID object,
                                             const AudioObjectPropertyAddress& address,
                                             const PropertyValue& value) {
-    if (const OSStatus status = failure(Call::set, address.mSelector)) return status;
     const Property* property = find(object, address);
     if (property == nullptr) return kAudioHardwareUnknownPropertyError;
     if (!property->settable) return kAudioHardwareIllegalOperationError;
@@ -190,7 +189,6 @@ OSStatus FakeAudioHardware::setPropertyData(AudioObjectID object,
 OSStatus FakeAudioHardware::addPropertyListener(AudioObjectID object,
                                                 const AudioObjectPropertyAddress& address,
                                                 const PropertyListener& listener) {
-    if (const OSStatus status = failure(Call::addListener, address.mSelector)) return status;
     listeners_.push_back({object, address, listener});
     return kAudioHardwareNoError;
 }
@@ -198,7 +196,6 @@ OSStatus FakeAudioHardware::addPropertyListener(AudioObjectID object,
 OSStatus FakeAudioHardware::removePropertyListener(AudioObjectID object,
                                                    const AudioObjectPropertyAddress& address,
                                                    const PropertyListener& listener) {
-    if (const OSStatus status = failure(Call::removeListener, address.mSelector)) return status;
     const auto found = std::find_if(listeners_.begin(), listeners_.end(), [&](const Listener& l) {
         return l.object == object && l.address == address && l.block == listener;
     });
@@ -245,7 +242,6 @@ OSStatus FakeAudioHardware::createAggregateDevice(const AggregateDeviceDescripti
 }
 
 OSStatus FakeAudioHardware::destroyAggregateDevice(AudioObjectID device) {
-    if (const OSStatus status = failure(Call::destroyAggregate, anySelector)) return status;
     if (device != aggregateID_ || device == 0) return kAudioHardwareBadObjectError;
     objects_.erase(device);
     aggregate_.reset();
@@ -264,7 +260,6 @@ OSStatus FakeAudioHardware::createIOProcID(AudioObjectID device, AudioDeviceIOBl
 }
 
 OSStatus FakeAudioHardware::destroyIOProcID(AudioObjectID, AudioDeviceIOProcID procID) {
-    if (const OSStatus status = failure(Call::destroyIOProc, anySelector)) return status;
     if (procID != ioProcID_ || procID == 0) return kAudioHardwareIllegalOperationError;
     ioBlock_ = nullptr;
     ioProcID_ = 0;
@@ -282,7 +277,6 @@ OSStatus FakeAudioHardware::startDevice(AudioObjectID device, AudioDeviceIOProcI
 }
 
 OSStatus FakeAudioHardware::stopDevice(AudioObjectID, AudioDeviceIOProcID) {
-    if (const OSStatus status = failure(Call::stop, anySelector)) return status;
     running_ = false;
     return kAudioHardwareNoError;
 }

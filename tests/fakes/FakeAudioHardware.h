@@ -11,25 +11,13 @@
 
 namespace sorix {
 
-// A scriptable audio system for tests: objects with any properties, failures injected per call
-// and per selector, listeners fired on demand (through the main queue, as the real one delivers
-// them) and IO cycles driven by the test.
+// A scriptable audio system for tests: objects with any properties, failures injected into the
+// reads and the pipeline's construction, listeners fired as properties change (through the main
+// queue, as the real one delivers them) and IO cycles driven by the test.
 class FakeAudioHardware : public AudioHardware {
   public:
-    enum class Call {
-        get,
-        set,
-        addListener,
-        removeListener,
-        createTap,
-        destroyTap,
-        createAggregate,
-        destroyAggregate,
-        createIOProc,
-        destroyIOProc,
-        start,
-        stop
-    };
+    // The calls that can be made to fail or are counted.
+    enum class Call { get, createTap, destroyTap, createAggregate, createIOProc, start };
     static constexpr uint32_t anySelector = 0;
 
     struct DeviceSpec {
@@ -39,7 +27,6 @@ class FakeAudioHardware : public AudioHardware {
         uint32_t outputStreams = 1;
         std::optional<float> volume = 0.5f;  // none: no volume control
         uint32_t latencyFrames = 0;
-        uint32_t safetyOffset = 0;
         double sampleRate = 48000;
     };
 
@@ -54,8 +41,6 @@ class FakeAudioHardware : public AudioHardware {
     void changeProperty(AudioObjectID object, const AudioObjectPropertyAddress& address,
                         PropertyValue value, bool settable = false);
     void removeProperty(AudioObjectID object, const AudioObjectPropertyAddress& address);
-    // Posts the listeners of one address onto the main queue.
-    void fireListeners(AudioObjectID object, const AudioObjectPropertyAddress& address);
     // Fails a kind of call, for one selector or any, the next `times` calls (-1: until cleared).
     void injectFailure(Call call, uint32_t selector, OSStatus status, int times = -1);
     // The rate of the taps created from now on.
@@ -119,6 +104,8 @@ class FakeAudioHardware : public AudioHardware {
     };
 
     OSStatus failure(Call call, uint32_t selector) const;
+    // Posts the listeners of one address onto the main queue.
+    void fireListeners(AudioObjectID object, const AudioObjectPropertyAddress& address);
     OSStatus read(AudioObjectID object, const AudioObjectPropertyAddress& address,
                   const PropertyQualifier& qualifier, PropertyValue& value) const;
     const Property* find(AudioObjectID object, const AudioObjectPropertyAddress& address) const;

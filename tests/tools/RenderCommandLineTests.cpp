@@ -50,9 +50,7 @@ TEST(RenderCommandLineTest, EachMistakeGetsOneMessage) {
         {{"--out", "b.wav"}, "missing --in"},
         {{"--in", "a.wav"}, "missing --out"},
         {with({"--boost", "8.5"}), "--boost '8.5': must be a number from 1 to 8"},
-        {with({"--boost", "2x"}), "--boost '2x'"},
-        {with({"--boost", "nan"}), "--boost 'nan'"},
-        {with({"--boost", ""}), "--boost ''"},
+        {with({"--boost", "2x"}), "--boost '2x'"},  // sorix's own command line has the rest
         {with({"--boost"}), "--boost needs a value"},
         {with({"--out", "c.wav:0"}), "channels must be a whole number from 1 to 64"},
         {with({"--out", "c.wav:65"}), "channels must be"},
