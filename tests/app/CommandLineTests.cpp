@@ -47,12 +47,34 @@ TEST(CommandLineTest, ABoostFromOneToEightWrittenWithAPointIsTakenAndNothingElse
     EXPECT_EQ(errorOf(parse({"--boost"})), "sorix: --boost needs a factor from 1 to 8, not \"\"");
 }
 
-TEST(CommandLineTest, HelpAndTheSnapshotModeOfLaterBuildsAreRecognisedAnywhere) {
+TEST(CommandLineTest, HelpIsRecognisedAnywhereAndAnythingUnknownRefused) {
     EXPECT_TRUE(std::holds_alternative<HelpRequest>(parse({"--boost", "2", "--help"})));
-    EXPECT_EQ(errorOf(parse({"--help", "--snapshot", "/tmp/panel.png"})),
-              "sorix: snapshot mode is not available in this build");
     EXPECT_EQ(errorOf(parse({"--boots", "2"})),
               "sorix: unknown argument \"--boots\" (see sorix --help)");
+}
+
+TEST(CommandLineTest, SnapshotModeTakesItsOptionsWhereverTheyStand) {
+    const auto snapshot = [](std::vector<const char*> arguments) {
+        const auto request = parse(std::move(arguments));
+        EXPECT_TRUE(std::holds_alternative<SnapshotRequest>(request));
+        return std::holds_alternative<SnapshotRequest>(request) ? std::get<SnapshotRequest>(request)
+                                                                : SnapshotRequest{};
+    };
+    const SnapshotRequest plain = snapshot({"--help", "--snapshot"});
+    EXPECT_FALSE(plain.showsEQ);
+    EXPECT_FALSE(plain.preset.has_value());
+    EXPECT_EQ(plain.path, "/tmp/sorix_snapshot.png");
+
+    const SnapshotRequest custom =
+        snapshot({"--eq", "--snapshot", "--preset", "custom", "--preset", "bass", "/tmp/p.png"});
+    EXPECT_TRUE(custom.showsEQ);
+    EXPECT_EQ(custom.preset, "custom") << "the first --preset counts";
+    EXPECT_EQ(custom.path, "/tmp/p.png");
+
+    EXPECT_EQ(snapshot({"--snapshot", "--preset"}).preset, "flat");
+    EXPECT_EQ(snapshot({"--snapshot", "/tmp/P.PNG"}).path, "/tmp/sorix_snapshot.png")
+        << "the suffix is matched exactly";
+    EXPECT_EQ(snapshot({"--snapshot", ".png"}).path, ".png");
 }
 
 TEST(StoredBoostTest, AChosenBoostSwitchesBoostingOnAndSafeModeOffOnlyAboveItsCap) {
