@@ -6,11 +6,17 @@ set -euo pipefail
 packages=(
     cmake g++ make pkg-config procps
     libsndfile1-dev
-    qt6-base-dev nlohmann-json3-dev libpulse-dev
+    qt6-base-dev nlohmann-json3-dev libpulse-dev libxcb1-dev
+    # The panel: Qt Quick and the QML modules it loads, its fonts and symbols.
+    qt6-declarative-dev qml6-module-qtqml qml6-module-qtquick qml6-module-qtquick-window
+    qml6-module-qtquick-shapes qml6-module-qtquick-layouts qml6-module-qtqml-workerscript
+    qml6-module-qt5compat-graphicaleffects fonts-inter fonts-material-design-icons-iconfont
     pulseaudio pulseaudio-utils
     pipewire pipewire-pulse wireplumber dbus-daemon
     locales
     libgtest-dev libgmock-dev libbenchmark-dev
+    # The panel's tests: views under Qt Quick Test, and a desktop under Xvfb with a tray.
+    qml6-module-qttest xvfb openbox trayer xdotool x11-utils imagemagick
     sox
 )
 

@@ -20,11 +20,14 @@ DesktopShell::DesktopShell(AppDelegate& delegate, QObject* parent)
       actions_(LoginItem(LoginItem::defaultEntryPath(), LoginItem::runningProgram()),
                SoundSettings(), [] { QCoreApplication::quit(); }) {
     registerPanelQmlTypes();
-    panel_ = std::make_unique<PanelWindow>(desktopComposites());
+    const bool compositing = desktopComposites();
+    panel_ = std::make_unique<PanelWindow>(compositing);
     panel_->engine()->addImportPath(QStringLiteral("qrc:/"));
     panel_->setInitialProperties({{"panel", QVariant::fromValue(&delegate_.panelState())},
                                   {"engine", QVariant::fromValue(&delegate_.engineAdaptor())},
-                                  {"desktop", QVariant::fromValue(&actions_)}});
+                                  {"desktop", QVariant::fromValue(&actions_)},
+                                  {"rounded", compositing},
+                                  {"shown", false}});
     panel_->setSource(QUrl(QStringLiteral("qrc:/Sorix/Ui/SorixPopoverView.qml")));
     panel_->setTitle(QStringLiteral("Sorix"));
     // The level display runs only while someone can see it.
