@@ -1,0 +1,150 @@
+import QtQuick
+import QtTest
+import Sorix.Ui
+
+Item {
+    id: root
+    width: 200
+    height: 100
+
+    // Stands in for the engine: the state flag and the peak slot, counting the reads.
+    Component {
+        id: engineComponent
+        QtObject {
+            property bool isActive: true
+            property real peak: 0.5
+            property int reads: 0
+            function latestOutputPeak() {
+                ++reads
+                return peak
+            }
+        }
+    }
+
+    Component {
+        id: waveComponent
+        MiniWaveformView {
+            width: 110
+            height: 18
+        }
+    }
+
+    TestCase {
+        name: "MiniWaveformView"
+        when: windowShown
+
+        function make(running, isActive, peak) {
+            const engine = createTemporaryObject(engineComponent, root,
+                                                 {isActive: isActive, peak: peak})
+            const wave = createTemporaryObject(waveComponent, root,
+                                               {engine: engine, running: running})
+            return {engine: engine, wave: wave, timer: findChild(wave, "waveformTimer")}
+        }
+
+        function heights(wave) {
+            const found = []
+            for (let i = 0; i < wave.capsuleCount; ++i)
+                found.push(findChild(wave, "capsule" + i).height)
+            return found
+        }
+
+        function test_itTicksOnlyWhileShownAndTheEngineIsActive_data() {
+            return [{tag: "shown, active", running: true, isActive: true, ticks: true},
+                    {tag: "hidden, active", running: false, isActive: true, ticks: false},
+                    {tag: "shown, inactive", running: true, isActive: false, ticks: false},
+                    {tag: "hidden, inactive", running: false, isActive: false, ticks: false}]
+        }
+
+        function test_itTicksOnlyWhileShownAndTheEngineIsActive(data) {
+            const made = make(data.running, data.isActive, 0.5)
+            compare(made.timer.running, data.ticks)
+            wait(200)
+            compare(made.engine.reads > 0, data.ticks)
+        }
+
+        // Hiding the panel or stopping the engine freezes the ripple where it stands.
+        function test_itFreezesMidRippleAndResumes_data() {
+            return [{tag: "panel hidden", hide: wave => wave.running = false,
+                     show: wave => wave.running = true},
+                    {tag: "engine stopped", hide: wave => wave.engine.isActive = false,
+                     show: wave => wave.engine.isActive = true}]
+        }
+
+        function test_itFreezesMidRippleAndResumes(data) {
+            const made = make(true, true, 0.5)
+            tryVerify(() => made.engine.reads >= 3, 1000)
+            data.hide(made.wave)
+            verify(!made.timer.running)
+            const reads = made.engine.reads
+            const frozen = heights(made.wave)
+            verify(Math.max(...frozen) > made.wave.minimumHeight, "frozen mid-ripple, not reset")
+            wait(200)
+            compare(made.engine.reads, reads)
+            compare(heights(made.wave), frozen)
+            data.show(made.wave)
+            verify(made.timer.running)
+        }
+
+        function test_itReadsThePeakAtMostEvery50Ms() {
+            const made = make(true, true, 0.5)
+            wait(500)
+            verify(made.engine.reads <= 10, made.engine.reads + " reads in 0.5 s")
+            verify(made.engine.reads >= 1)
+        }
+
+        function test_silenceIsAFlatRowOfTheMinimumHeight() {
+            const wave = make(false, false, 0).wave
+            for (let phase = 0; phase < 7; phase += 0.37) {
+                for (let i = 0; i < wave.capsuleCount; ++i)
+                    compare(wave.capsuleHeight(i, phase, 0), wave.minimumHeight)
+            }
+            verify(wave.minimumHeight > 0, "silence still draws dots")
+        }
+
+        function test_louderIsTallerAndStaysInsideTheFrame() {
+            const wave = make(false, false, 0).wave
+            for (let phase = 0; phase < 7; phase += 0.29) {
+                let quiet = 0
+                let loud = 0
+                for (let i = 0; i < wave.capsuleCount; ++i) {
+                    const low = wave.capsuleHeight(i, phase, 0.2)
+                    const high = wave.capsuleHeight(i, phase, 0.8)
+                    const full = wave.capsuleHeight(i, phase, 1)
+                    verify(low <= high && high <= full, "capsule " + i + " at " + phase)
+                    verify(full <= 18, full + " at capsule " + i)
+                    quiet += low
+                    loud += high
+                }
+                verify(loud > quiet, "phase " + phase)
+            }
+        }
+
+        // A boosted output can peak above full scale; the row must still fit its 18 points.
+        function test_peaksAboveFullScaleStillFitTheFrame() {
+            const made = make(true, true, 4)
+            tryVerify(() => made.engine.reads >= 3, 1000)
+            compare(made.wave.level, 1)
+            for (const height of heights(made.wave)) {
+                verify(height <= 18, height)
+                verify(height >= made.wave.minimumHeight, height)
+            }
+        }
+
+        // Louder output ripples faster, and the phase stays bounded however long it runs.
+        function test_thePhaseAdvancesFasterWhenLouderAndWraps() {
+            const wave = make(false, false, 0).wave
+            verify(wave.nextPhase(1, 1) - 1 > wave.nextPhase(1, 0) - 1)
+            verify(wave.nextPhase(20 * Math.PI - 0.01, 1) < 1)
+            for (let i = 0; i < wave.capsuleCount; ++i)
+                fuzzyCompare(wave.capsuleHeight(i, 20 * Math.PI, 0.7),
+                             wave.capsuleHeight(i, 0, 0.7), 1e-9)
+        }
+
+        function test_theLevelRisesAtOnceAndFallsGently() {
+            const wave = make(false, false, 0).wave
+            compare(wave.nextLevel(0, 0.25), 0.5)
+            const fallen = wave.nextLevel(1, 0)
+            verify(fallen > 0.5 && fallen < 1, fallen)
+        }
+    }
+}
