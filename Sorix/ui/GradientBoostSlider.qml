@@ -123,14 +123,23 @@ Item {
         }
 
         // No minimum distance: the press itself chooses, so a click is as good as a drag. The
-        // grab outlives the track's ends, which is how the very ends of the scale are reached.
+        // track's last pixel is still short of 800 %, so the area reaches half a thumb past each
+        // end and a click just beyond it gives the end of the scale; the pointer is still
+        // measured along the track.
         MouseArea {
+            id: area
             anchors.fill: parent
+            anchors.leftMargin: -root.thumbSize / 2
+            anchors.rightMargin: -root.thumbSize / 2
             preventStealing: true
             cursorShape: Qt.PointingHandCursor
-            onPressed: (mouse) => root.valueChosen(PanelRules.sliderValue(mouse.x / width, root.cap))
-            onPositionChanged: (mouse) =>
-                root.valueChosen(PanelRules.sliderValue(mouse.x / width, root.cap))
+            onPressed: (mouse) => choose(mouse)
+            onPositionChanged: (mouse) => choose(mouse)
+
+            function choose(mouse) {
+                const x = mapToItem(track, mouse.x, mouse.y).x
+                root.valueChosen(PanelRules.sliderValue(x / track.width, root.cap))
+            }
         }
     }
 
@@ -162,7 +171,7 @@ Item {
         Repeater {
             model: [1, 2, 5]
             Text {
-                objectName: "scaleLabel"
+                objectName: "scaleLabel" + index
                 text: PanelRules.percentText(modelData) + "%"
                 x: PanelRules.scaleLabelCentre(modelData, root.width) - width / 2
                 y: 7 - height / 2
