@@ -207,7 +207,16 @@ Item {
             radius: 11
             color: Qt.rgba(Brand.surfaceElevated.r, Brand.surfaceElevated.g, Brand.surfaceElevated.b, 0.8)
             border.width: 1
-            border.color: Qt.rgba(1, 1, 1, eqArea.containsMouse ? 0.14 : 0.08)
+            border.color: Qt.rgba(1, 1, 1, 0.08)
+
+            // A faint light under the pointer says the row is a button.
+            Rectangle {
+                anchors.fill: parent
+                radius: parent.radius
+                color: "white"
+                opacity: eqArea.containsMouse ? 0.04 : 0
+                Behavior on opacity { NumberAnimation { duration: 150 } }
+            }
 
             Row {
                 anchors.left: parent.left

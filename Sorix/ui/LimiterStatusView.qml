@@ -20,9 +20,16 @@ Rectangle {
     radius: 12
     color: Qt.rgba(Brand.surfaceElevated.r, Brand.surfaceElevated.g, Brand.surfaceElevated.b, 0.8)
     border.width: 1
-    border.color: Qt.rgba(stateColour.r, stateColour.g, stateColour.b, area.containsMouse ? 0.3 : 0.18)
+    border.color: Qt.rgba(stateColour.r, stateColour.g, stateColour.b, 0.18)
 
-    Behavior on border.color { ColorAnimation { duration: 200; easing.type: Easing.InOutQuad } }
+    // A faint light under the pointer says the row is a button.
+    Rectangle {
+        anchors.fill: parent
+        radius: parent.radius
+        color: "white"
+        opacity: area.containsMouse ? 0.04 : 0
+        Behavior on opacity { NumberAnimation { duration: 150 } }
+    }
 
     Row {
         id: row
