@@ -140,6 +140,7 @@ Item {
                     model: Math.ceil(number.height / 4)
                     Item {
                         id: strip
+                        required property int index
                         y: index * 4
                         width: number.width
                         height: 4

@@ -153,6 +153,7 @@ Item {
         Repeater {
             model: [1, 2, 5]
             Rectangle {
+                required property real modelData
                 x: Math.round(PanelRules.scaleLabelCentre(modelData, root.width) - width / 2)
                 y: 1
                 width: 1
@@ -171,6 +172,8 @@ Item {
         Repeater {
             model: [1, 2, 5]
             Text {
+                required property int index
+                required property real modelData
                 objectName: "scaleLabel" + index
                 text: PanelRules.percentText(modelData) + "%"
                 x: PanelRules.scaleLabelCentre(modelData, root.width) - width / 2
