@@ -7,6 +7,11 @@
 #include <QQmlEngine>
 #include <QQuickItem>
 #include <QScreen>
+#include <QTimer>
+#include <cstdio>
+#include <fstream>
+#include <nlohmann/json.hpp>
+#include <vector>
 
 #include "PanelPlacement.h"
 #include "QmlTypes.h"
@@ -73,6 +78,32 @@ void DesktopShell::togglePanel() {
 void DesktopShell::showPanel() {
     delegate_.panelState().appear();
     panel_->present(panelPosition());
+    if (!qEnvironmentVariableIsEmpty("SORIX_PANEL_LAYOUT_FILE"))
+        QTimer::singleShot(300, this, [this] { reportLayout(); });
+}
+
+void DesktopShell::reportLayout() const {
+    nlohmann::json items = nlohmann::json::object();
+    std::vector<const QQuickItem*> pending{panel_->rootObject()};
+    while (!pending.empty()) {
+        const QQuickItem* item = pending.back();
+        pending.pop_back();
+        if (item == nullptr || !item->isVisible()) continue;
+        if (!item->objectName().isEmpty()) {
+            const QRectF local(0, 0, item->width(), item->height());
+            const QRectF scene = item->mapRectToScene(local);
+            const QPoint origin = panel_->mapToGlobal(scene.topLeft().toPoint());
+            items[item->objectName().toStdString()] = {{"x", origin.x()},
+                                                       {"y", origin.y()},
+                                                       {"width", scene.width()},
+                                                       {"height", scene.height()}};
+        }
+        for (const QQuickItem* child : item->childItems())
+            pending.push_back(child);
+    }
+    const std::string file = qEnvironmentVariable("SORIX_PANEL_LAYOUT_FILE").toStdString();
+    std::ofstream(file + ".new") << items.dump(2);
+    std::rename((file + ".new").c_str(), file.c_str());
 }
 
 QPoint DesktopShell::panelPosition() const {

@@ -26,6 +26,9 @@ class DesktopShell : public QObject {
   private:
     void showPanel();
     QPoint panelPosition() const;
+    // With SORIX_PANEL_LAYOUT_FILE set, the desktop tests learn from that file where the named
+    // parts of the shown panel are on the screen, to click them as a user would.
+    void reportLayout() const;
 
     AppDelegate& delegate_;
     DesktopActions actions_;

@@ -3,6 +3,8 @@
 #include <QtQml/qqmlextensionplugin.h>
 
 #include <QGuiApplication>
+#include <QStringList>
+#include <cstdio>
 
 #include "CommandLine.h"
 #include "DesktopServices.h"
@@ -28,7 +30,20 @@ void storeSnapshotSettings(SettingsStore& settings, const SnapshotRequest& reque
 
 }  // namespace
 
+namespace {
+
+// Qt's own remarks (a missing runtime folder, a font substitution) would crowd the one line the
+// snapshot prints; they are kept, and shown only when the picture fails, as the likely reason.
+QStringList qtRemarks;
+
+void keepRemark(QtMsgType, const QMessageLogContext&, const QString& message) {
+    qtRemarks.push_back(message);
+}
+
+}  // namespace
+
 int runSnapshot(int& argc, char** argv, const SnapshotRequest& request) {
+    qInstallMessageHandler(keepRemark);
     // Before the application exists: no display, no graphics card, two pixels to a point.
     qputenv("QT_QPA_PLATFORM", "offscreen");
     qputenv("QT_QUICK_BACKEND", "software");
@@ -46,7 +61,11 @@ int runSnapshot(int& argc, char** argv, const SnapshotRequest& request) {
     if (request.showsEQ) panel.openEQ();
     DesktopActions desktop(LoginItem(LoginItem::defaultEntryPath(), LoginItem::runningProgram()),
                            SoundSettings(), {});
-    SnapshotRunner(panel, adaptor, desktop).render(QString::fromStdString(request.path));
+    SnapshotRunner runner(panel, adaptor, desktop);
+    runner.render(QString::fromStdString(request.path), [] {
+        for (const QString& remark : qtRemarks)
+            std::fprintf(stderr, "%s\n", remark.toLocal8Bit().constData());
+    });
     return 0;
 }
 

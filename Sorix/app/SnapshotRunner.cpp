@@ -13,7 +13,7 @@ namespace sorix {
 SnapshotRunner::SnapshotRunner(PanelState& panel, EngineAdaptor& engine, DesktopActions& desktop)
     : panel_(panel), engine_(engine), desktop_(desktop) {}
 
-bool SnapshotRunner::render(const QString& path) {
+bool SnapshotRunner::render(const QString& path, const std::function<void()>& beforeFailure) {
     registerPanelQmlTypes();
     QQuickView view;
     view.engine()->addImportPath(QStringLiteral("qrc:/"));
@@ -30,6 +30,7 @@ bool SnapshotRunner::render(const QString& path) {
         image = view.grabWindow();
     }
     if (image.isNull()) {
+        if (beforeFailure) beforeFailure();
         std::fputs("snapshot FAILED\n", stderr);
         return false;
     }

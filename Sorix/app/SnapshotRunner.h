@@ -1,6 +1,7 @@
 #pragma once
 
 #include <QString>
+#include <functional>
 
 #include "DesktopActions.h"
 #include "EngineAdaptor.h"
@@ -17,7 +18,8 @@ class SnapshotRunner {
     SnapshotRunner(PanelState& panel, EngineAdaptor& engine, DesktopActions& desktop);
 
     // True when the picture was rendered (a file that could not be written still counts).
-    bool render(const QString& path);
+    // `beforeFailure` runs before the failure is reported, to say why.
+    bool render(const QString& path, const std::function<void()>& beforeFailure = {});
 
   private:
     PanelState& panel_;

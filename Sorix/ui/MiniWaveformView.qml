@@ -60,6 +60,15 @@ Item {
                        from.b + (to.b - from.b) * u, 1)
     }
 
+    // A frozen display shows the level at the moment it appeared (a snapshot, a panel opened
+    // while the engine is off), not a flat row.
+    Component.onCompleted: {
+        if (engine) {
+            level = displayLevel(engine.latestOutputPeak())
+            phase = 1.3
+        }
+    }
+
     Timer {
         objectName: "waveformTimer"
         interval: 50

@@ -43,8 +43,10 @@ class SorixOnPrivateServer : public ::testing::TestWithParam<SoundServerKind> {
     }
 
     std::unique_ptr<ChildProcess> startSorix(const std::vector<std::string>& environment = {}) {
-        std::vector<std::string> variables = {"SORIX_SETTINGS_FILE=" +
-                                              (server.folder() / "settings.json").string()};
+        // Headless, even when the tests run inside a desktop session.
+        std::vector<std::string> variables = {
+            "SORIX_SETTINGS_FILE=" + (server.folder() / "settings.json").string(), "DISPLAY=",
+            "WAYLAND_DISPLAY="};
         variables.insert(variables.end(), environment.begin(), environment.end());
         auto sorix = std::make_unique<ChildProcess>(std::vector<std::string>{SORIX_PATH}, logFile(),
                                                     variables);
