@@ -58,8 +58,16 @@ Item {
         function test_itTicksOnlyWhileShownAndTheEngineIsActive(data) {
             const made = make(data.running, data.isActive, 0.5)
             compare(made.timer.running, data.ticks)
+            const appeared = made.engine.reads
             wait(200)
-            compare(made.engine.reads > 0, data.ticks)
+            compare(made.engine.reads > appeared, data.ticks)
+        }
+
+        function test_aFrozenDisplayShowsTheLevelItAppearedWith() {
+            const quiet = make(false, false, 0)
+            const loud = make(false, false, 0.62)
+            compare(Math.max(...heights(quiet.wave)), quiet.wave.minimumHeight)
+            verify(Math.max(...heights(loud.wave)) > 2 * loud.wave.minimumHeight)
         }
 
         // Hiding the panel or stopping the engine freezes the ripple where it stands.
