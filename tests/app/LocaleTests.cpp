@@ -39,12 +39,12 @@ TEST(SorixLocaleTest, StoredNumbersReadAndLogAlikeUnderACommaDecimalLocale) {
     };
 
     {
-        ChildProcess sorix({SORIX_PATH, "--boost", "2.5"}, logFile,
-                           {"LANG=de_DE.UTF-8", "LC_ALL=de_DE.UTF-8",
-                            "SORIX_SETTINGS_FILE=" + (folder / "settings.json").string(),
-                            // Never any server of the machine's: nothing listens here.
-                            "PULSE_SERVER=unix:" + (folder / "none").string(), "DISPLAY=",
-                            "WAYLAND_DISPLAY="});
+        ChildProcess sorix(
+            {SORIX_PATH, "--boost", "2.5"}, logFile,
+            {"LANG=de_DE.UTF-8", "LC_ALL=de_DE.UTF-8",
+             "SORIX_SETTINGS_FILE=" + (folder / "settings.json").string(),
+             // Never any server of the machine's: nothing listens here.
+             "PULSE_SERVER=unix:" + (folder / "none").string(), "DISPLAY=", "WAYLAND_DISPLAY="});
         ASSERT_TRUE(sorix.started());
         EXPECT_TRUE(eventually(10, [&] {
             return log().find("EQ custom gains -> ") != std::string::npos;

@@ -2,6 +2,7 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <csignal>
 #include <cstdlib>
 #include <fstream>
@@ -43,11 +44,17 @@ class SorixOnPrivateServer : public ::testing::TestWithParam<SoundServerKind> {
     }
 
     std::unique_ptr<ChildProcess> startSorix(const std::vector<std::string>& environment = {}) {
-        // Headless, even when the tests run inside a desktop session.
-        std::vector<std::string> variables = {
-            "SORIX_SETTINGS_FILE=" + (server.folder() / "settings.json").string(), "DISPLAY=",
-            "WAYLAND_DISPLAY="};
-        variables.insert(variables.end(), environment.begin(), environment.end());
+        // Headless unless the test gives a display, even inside a desktop session.
+        std::vector<std::string> variables = environment;
+        const auto given = [&](const std::string& name) {
+            return std::any_of(environment.begin(), environment.end(),
+                               [&](const std::string& entry) { return entry.rfind(name, 0) == 0; });
+        };
+        for (const std::string& fallback :
+             {"SORIX_SETTINGS_FILE=" + (server.folder() / "settings.json").string(),
+              std::string("DISPLAY="), std::string("WAYLAND_DISPLAY=")}) {
+            if (!given(fallback.substr(0, fallback.find('=') + 1))) variables.push_back(fallback);
+        }
         auto sorix = std::make_unique<ChildProcess>(std::vector<std::string>{SORIX_PATH}, logFile(),
                                                     variables);
         EXPECT_TRUE(sorix->started());

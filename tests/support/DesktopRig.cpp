@@ -61,8 +61,7 @@ bool DesktopRig::start() {
     if (!xvfb_) return false;
     const std::vector<std::string> environment = {"DISPLAY=" + display_};
     windowManager_ = std::make_unique<ChildProcess>(
-        std::vector<std::string>{"openbox", "--config-file", "/dev/null"}, folder_ / "openbox.log",
-        environment);
+        std::vector<std::string>{"openbox", "--sm-disable"}, folder_ / "openbox.log", environment);
     // An XEmbed tray, as most X11 panels have, at the top right.
     trayHost_ = std::make_unique<ChildProcess>(
         std::vector<std::string>{"trayer", "--edge", "top", "--align", "right", "--widthtype",
@@ -73,13 +72,13 @@ bool DesktopRig::start() {
 }
 
 int DesktopRig::run(const std::string& command) const {
-    return std::system(("DISPLAY=" + display_ + " " + command + " >>" +
+    return std::system(("export DISPLAY=" + display_ + "; { " + command + "; } >>" +
                         shellQuoted((folder_ / "commands.log").string()) + " 2>&1")
                            .c_str());
 }
 
 std::string DesktopRig::output(const std::string& command) const {
-    return programOutput("DISPLAY=" + display_ + " " + command + " 2>/dev/null");
+    return programOutput("export DISPLAY=" + display_ + "; { " + command + "; } 2>/dev/null");
 }
 
 std::optional<DesktopRig::Rect> DesktopRig::geometry(const std::string& searchArguments) const {

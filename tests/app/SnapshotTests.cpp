@@ -1,0 +1,83 @@
+// sorix --snapshot, run as a user would: the picture, the settings it leaves, what it says.
+#include <gtest/gtest.h>
+#include <unistd.h>
+
+#include <QImage>
+#include <filesystem>
+#include <fstream>
+#include <nlohmann/json.hpp>
+#include <sstream>
+
+#include "ChildProcess.h"
+
+namespace sorix::testing {
+namespace {
+
+class SnapshotTest : public ::testing::Test {
+  protected:
+    SnapshotTest() {
+        std::string pattern =
+            (std::filesystem::temp_directory_path() / "sorix-snapshot-XXXXXX").string();
+        folder = ::mkdtemp(pattern.data());
+    }
+    ~SnapshotTest() override { std::filesystem::remove_all(folder); }
+
+    struct Run {
+        std::optional<int> status;
+        std::string stderrText;
+    };
+
+    Run snapshot(std::vector<std::string> arguments) {
+        arguments.insert(arguments.begin(), {SORIX_PATH, "--snapshot"});
+        const auto output = folder / "output.txt";
+        // No display, and a sound server that is not there: neither is needed nor waited for.
+        ChildProcess sorix(
+            arguments, output,
+            {"SORIX_SETTINGS_FILE=" + settingsFile().string(), "DISPLAY=", "WAYLAND_DISPLAY=",
+             "QT_QPA_PLATFORM=", "PULSE_SERVER=unix:" + (folder / "none").string()});
+        Run run{sorix.waitForExit(20), {}};
+        std::ostringstream text;
+        text << std::ifstream(output).rdbuf();
+        run.stderrText = text.str();
+        return run;
+    }
+
+    std::filesystem::path settingsFile() const { return folder / "settings.json"; }
+    nlohmann::json settings() const {
+        std::ifstream file(settingsFile());
+        return nlohmann::json::parse(file, nullptr, false);
+    }
+
+    std::filesystem::path folder;
+};
+
+TEST_F(SnapshotTest, TheEqualiserCardWithCustomGainsIsDrawnTwiceAsLargeIntoTheGivenFile) {
+    const auto picture = folder / "panel.png";
+    const Run run = snapshot({"--eq", "--preset", "custom", picture.string()});
+    EXPECT_EQ(run.status, 0);
+    EXPECT_EQ(run.stderrText, "snapshot OK -> " + picture.string() + "\n");
+    const QImage image(QString::fromStdString(picture.string()));
+    ASSERT_FALSE(image.isNull());
+    EXPECT_EQ(image.width(), 768) << "384 points at two pixels each";
+    const auto stored = settings();
+    EXPECT_EQ(stored.value("volumeBoost", 0.0), 4.8);
+    EXPECT_TRUE(stored.value("boostActive", false));
+    EXPECT_EQ(stored.value("eqPreset", ""), "custom");
+    EXPECT_EQ(stored.value("customEQGains", ""), "4,2,-2,1,3,5");
+}
+
+TEST_F(SnapshotTest, AFolderThatIsNotThereStillReportsSuccessAndAPresetWithoutNameIsFlat) {
+    const auto nowhere = folder / "missing" / "panel.png";
+    const Run run = snapshot({nowhere.string()});
+    EXPECT_EQ(run.status, 0);
+    EXPECT_EQ(run.stderrText, "snapshot OK -> " + nowhere.string() + "\n");
+    EXPECT_FALSE(std::filesystem::exists(nowhere));
+    EXPECT_EQ(settings().value("eqPreset", ""), "flat") << "no --preset at all";
+
+    std::ofstream(settingsFile()) << R"({"eqPreset": "bass"})";
+    EXPECT_EQ(snapshot({"--preset"}).status, 0);
+    EXPECT_EQ(settings().value("eqPreset", ""), "flat") << "--preset with no name after it";
+}
+
+}  // namespace
+}  // namespace sorix::testing
