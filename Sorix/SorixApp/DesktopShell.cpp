@@ -31,9 +31,9 @@ DesktopShell::DesktopShell(AppDelegate& delegate, QObject* parent)
     panel_->setInitialProperties({{"panel", QVariant::fromValue(&delegate_.panelState())},
                                   {"engine", QVariant::fromValue(&delegate_.engineAdaptor())},
                                   {"desktop", QVariant::fromValue(&actions_)},
-                                  {"rounded", compositing},
+                                  {"compositing", compositing},
                                   {"shown", false}});
-    panel_->setSource(QUrl(QStringLiteral("qrc:/Sorix/Ui/SorixPopoverView.qml")));
+    panel_->setSource(QUrl(QStringLiteral("qrc:/Sorix/Ui/PanelFrame.qml")));
     panel_->setTitle(QStringLiteral("Sorix"));
     // The level display runs only while someone can see it.
     connect(panel_.get(), &QWindow::visibleChanged, this, [this](bool visible) {
@@ -77,7 +77,10 @@ void DesktopShell::togglePanel() {
 
 void DesktopShell::showPanel() {
     delegate_.panelState().appear();
-    panel_->present(panelPosition());
+    // The panel itself goes where it belongs; its shadow, if any, spills around it.
+    const int margin =
+        panel_->rootObject() != nullptr ? panel_->rootObject()->property("margin").toInt() : 0;
+    panel_->present(panelPosition() - QPoint(margin, margin));
     if (!qEnvironmentVariableIsEmpty("SORIX_PANEL_LAYOUT_FILE"))
         QTimer::singleShot(300, this, [this] { reportLayout(); });
 }
@@ -107,7 +110,9 @@ void DesktopShell::reportLayout() const {
 }
 
 QPoint DesktopShell::panelPosition() const {
-    const QSize size = panel_->size();
+    const int margin =
+        panel_->rootObject() != nullptr ? panel_->rootObject()->property("margin").toInt() : 0;
+    const QSize size = panel_->size() - QSize(2 * margin, 2 * margin);
     if (tray_ == nullptr) {
         const QScreen* screen = QGuiApplication::primaryScreen();
         return PanelPlacement::topRight(size, screen->availableGeometry());
