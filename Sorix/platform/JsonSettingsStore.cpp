@@ -5,10 +5,14 @@
 
 #include <cerrno>
 #include <chrono>
+#include <condition_variable>
 #include <cstdlib>
 #include <cstring>
 #include <fstream>
+#include <mutex>
+#include <optional>
 #include <sstream>
+#include <thread>
 
 namespace sorix {
 
@@ -49,10 +53,79 @@ bool replaceAtomically(const std::filesystem::path& target, const std::string& t
 
 }  // namespace
 
+// One thread that writes the newest document it was given, as often as the disk allows.
+class JsonSettingsStore::Writer {
+  public:
+    Writer(std::filesystem::path file, ProblemReporter report)
+        : file_(std::move(file)), report_(std::move(report)), thread_([this] { run(); }) {}
+
+    ~Writer() {
+        {
+            std::lock_guard lock(mutex_);
+            stopping_ = true;
+        }
+        wake_.notify_all();
+        thread_.join();
+    }
+
+    void write(std::string document) {
+        {
+            std::lock_guard lock(mutex_);
+            pending_ = std::move(document);
+            ++handedOver_;
+        }
+        wake_.notify_all();
+    }
+
+    void flush() {
+        std::unique_lock lock(mutex_);
+        const uint64_t target = handedOver_;
+        done_.wait(lock, [&] { return written_ >= target; });
+    }
+
+  private:
+    void run() {
+        std::unique_lock lock(mutex_);
+        for (;;) {
+            wake_.wait(lock, [&] { return pending_.has_value() || stopping_; });
+            if (!pending_) return;  // stopping, and everything is written
+            const std::string document = std::move(*pending_);
+            pending_.reset();
+            const uint64_t covered = handedOver_;
+            lock.unlock();
+            std::error_code ec;
+            std::filesystem::create_directories(file_.parent_path(), ec);
+            std::string error;
+            const bool ok = replaceAtomically(file_, document, error);
+            lock.lock();
+            if (!ok && report_)
+                report_("Could not save settings to " + file_.string() + ": " + error);
+            written_ = covered;
+            done_.notify_all();
+        }
+    }
+
+    const std::filesystem::path file_;
+    const ProblemReporter report_;
+    std::mutex mutex_;
+    std::condition_variable wake_;
+    std::condition_variable done_;
+    std::optional<std::string> pending_;
+    uint64_t handedOver_ = 0;
+    uint64_t written_ = 0;
+    bool stopping_ = false;
+    std::thread thread_;
+};
+
 JsonSettingsStore::JsonSettingsStore(std::filesystem::path file, ProblemReporter reportProblem)
     : file_(std::move(file)), reportProblem_(std::move(reportProblem)) {
     load();
+    writer_ = std::make_unique<Writer>(file_, reportProblem_);
 }
+
+JsonSettingsStore::~JsonSettingsStore() = default;
+
+void JsonSettingsStore::flush() { writer_->flush(); }
 
 std::filesystem::path JsonSettingsStore::defaultPath() {
     const char* configHome = std::getenv("XDG_CONFIG_HOME");
@@ -119,13 +192,6 @@ void JsonSettingsStore::removeObject(std::string_view key) {
     save();
 }
 
-void JsonSettingsStore::save() {
-    std::error_code ec;
-    std::filesystem::create_directories(file_.parent_path(), ec);
-    std::string error;
-    if (!replaceAtomically(file_, contents().dump(2) + "\n", error) && reportProblem_) {
-        reportProblem_("Could not save settings to " + file_.string() + ": " + error);
-    }
-}
+void JsonSettingsStore::save() { writer_->write(contents().dump(2) + "\n"); }
 
 }  // namespace sorix

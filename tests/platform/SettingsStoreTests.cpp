@@ -138,6 +138,7 @@ TEST_F(SettingsStoreTest, ABrokenFileIsKeptAsideAndTheDefaultsApply) {
 
         // The next change writes a good file again.
         store.setBool(SettingsKeys::safeMode, false);
+        store.flush();
         EXPECT_EQ(JsonSettingsStore(file_).boolean(SettingsKeys::safeMode), false);
     }
 }
@@ -184,6 +185,26 @@ TEST_F(SettingsStoreTest, AWriterKilledMidWriteLeavesTheOldOrTheNewDocument) {
     ASSERT_GT(temporaries(), 0);
     const JsonSettingsStore reopened(file_);
     EXPECT_EQ(temporaries(), 0);
+}
+
+TEST_F(SettingsStoreTest, ChangesFasterThanTheDiskEndAsTheNewestDocumentAndAFailureIsTold) {
+    {
+        JsonSettingsStore store(file_);
+        for (int i = 1; i <= 500; ++i)
+            store.setDouble(SettingsKeys::volumeBoost, 1.0 + i / 1000.0);
+    }
+    EXPECT_EQ(JsonSettingsStore(file_).number(SettingsKeys::volumeBoost), 1.5)
+        << "what was still pending is written when the store goes";
+
+    // A file where the folder should be: the write fails, the value stays in the store.
+    std::ofstream(file_.parent_path() / "blocked") << "not a folder";
+    const fs::path blocked = file_.parent_path() / "blocked" / "settings.json";
+    std::vector<std::string> problems;
+    JsonSettingsStore store(blocked, [&](const std::string& p) { problems.push_back(p); });
+    store.setDouble(SettingsKeys::volumeBoost, 3.0);
+    store.flush();
+    EXPECT_EQ(problems.size(), 1u);
+    EXPECT_EQ(store.number(SettingsKeys::volumeBoost), 3.0);
 }
 
 // Sets an environment variable for one scope.
