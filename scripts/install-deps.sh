@@ -6,7 +6,7 @@ set -euo pipefail
 packages=(
     cmake g++ make pkg-config procps
     libsndfile1-dev
-    qt6-base-dev nlohmann-json3-dev libpulse-dev libxcb1-dev
+    qt6-base-dev nlohmann-json3-dev libpulse-dev libxcb1-dev libx11-dev libxtst-dev
     # The panel: Qt Quick and the QML modules it loads, its fonts and symbols.
     qt6-declarative-dev qml6-module-qtqml qml6-module-qtquick qml6-module-qtquick-window
     qml6-module-qtquick-shapes qml6-module-qtquick-layouts qml6-module-qtqml-workerscript

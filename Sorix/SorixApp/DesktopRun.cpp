@@ -13,6 +13,10 @@
 namespace sorix {
 
 int runDesktop(int& argc, char** argv, const RunRequest& request) {
+    // The panel is small and mostly still: drawn by the processor it redraws only what changed,
+    // and Sorix keeps no graphics context in memory while it sits in the tray. A user's own
+    // choice of renderer stands.
+    if (qEnvironmentVariableIsEmpty("QT_QUICK_BACKEND")) qputenv("QT_QUICK_BACKEND", "software");
     QApplication application(argc, argv);
     QApplication::setApplicationName(QStringLiteral("Sorix"));
     QApplication::setFont(QFont(QStringLiteral("Inter")));
