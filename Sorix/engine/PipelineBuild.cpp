@@ -38,8 +38,9 @@ void TapEngine::failBuild(const std::string& reason) {
         log_.error("pipeline build failed after %ld attempts — surfacing",
                    static_cast<long>(startAttempts_));
         setState(State::failed(
-            "Couldn't start boosting. Toggle Sorix off and on, or check System Audio Recording "
-            "permission in Privacy & Security."));
+            "Couldn't start boosting. Toggle Sorix off and on, or check that the sound server is "
+            "running."));
+        awaitServerBack();
         return;
     }
     const double delay = startAttempts_ < 3 ? 1.0 : 4.0;
@@ -67,8 +68,7 @@ void TapEngine::setUpPipeline() {
     OSStatus status = hardware_.createProcessTap(tap, newTap);
     if (status != kAudioHardwareNoError || newTap == kAudioObjectUnknown) {
         throw SorixError("Could not create the system audio tap (error " + statusText(status) +
-                         "). Check that Sorix has System Audio Recording permission in System "
-                         "Settings → Privacy & Security.");
+                         "). Check that the sound server is running.");
     }
     tapID_ = newTap;
 

@@ -1,4 +1,5 @@
 #include "DecimalText.h"
+#include "SorixError.h"
 #include "TapEngine.h"
 
 // Keeping a pipeline alive: the delayed retry, the watchdog after each build, the meter that
@@ -85,6 +86,7 @@ void TapEngine::startMeterLogging() {
     meterTimer_.reset();
     silentTicks_ = 0;
     rebuiltForThisSilence_ = false;
+    callbacksAtLastTick_ = renderPath_->buffers().ioDiagnostics[RenderBuffers::callbacks].load();
     meterTimer_ = mainQueue_.repeating(kMeterIntervalSeconds,
                                        weakly([](TapEngine& engine) { engine.meterTick(); }));
 }
@@ -101,7 +103,12 @@ void TapEngine::meterTick() {
     ioDiagnostics[RenderBuffers::inputPeak] = 0;
     ioDiagnostics[RenderBuffers::outputPeak] = 0;
 
-    if (inputPeak > 0) {
+    // A tap whose recording still delivers is alive, even when what it delivers is silence: a
+    // program may play digital silence, and only a tap that stopped delivering is dead.
+    const uint64_t callbacks = ioDiagnostics[RenderBuffers::callbacks].load();
+    const bool delivered = callbacks != callbacksAtLastTick_;
+    callbacksAtLastTick_ = callbacks;
+    if (inputPeak > 0 || delivered) {
         silentTicks_ = 0;
         rebuiltForThisSilence_ = false;
         return;
@@ -130,6 +137,36 @@ void TapEngine::handleDefaultOutputChange() {
     // Pinned outputs do not care which output the system prefers.
     if (state_->kind() == State::Case::active && outputs_->selectedOutputUIDs()->empty())
         recoveryRebuild();
+}
+
+void TapEngine::awaitServerBack() {
+    if (serverBackListener_) return;
+    PropertyListener listener = listenerRunning(&TapEngine::handleDevicesChange);
+    if (hardware_.addPropertyListener(kAudioObjectSystemObject, globalAddress(Selector::devices),
+                                      listener) == kAudioHardwareNoError)
+        serverBackListener_ = std::move(listener);
+}
+
+void TapEngine::stopAwaitingServerBack() {
+    if (!serverBackListener_) return;
+    hardware_.removePropertyListener(kAudioObjectSystemObject, globalAddress(Selector::devices),
+                                     serverBackListener_);
+    serverBackListener_.reset();
+}
+
+void TapEngine::handleDevicesChange() {
+    // Sound servers restart as a matter of course; a user whose switch is on expects the boost
+    // back with the server, without touching anything. The device list changes when the server
+    // goes too; only one with a default output again is worth a start.
+    if (state_->kind() != State::Case::failed) return stopAwaitingServerBack();
+    try {
+        queries_.defaultOutputDeviceUID();
+    } catch (const SorixError&) {
+        return;
+    }
+    stopAwaitingServerBack();
+    log_.log("audio system back — starting again");
+    start();
 }
 
 void TapEngine::installOutputDeviceListeners() {

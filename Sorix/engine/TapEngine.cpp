@@ -40,6 +40,7 @@ TapEngine::TapEngine(Token, Services services)
           [this] { rebuildIfRunning(); })) {}
 
 TapEngine::~TapEngine() {
+    stopAwaitingServerBack();
     tearDownPipeline();
     if (defaultDeviceListener_) {
         hardware_.removePropertyListener(kAudioObjectSystemObject,
@@ -61,6 +62,7 @@ void TapEngine::setState(State newState) {
 void TapEngine::start() {
     const auto current = state_->kind();
     if (current == State::Case::active || current == State::Case::starting) return;
+    stopAwaitingServerBack();
 
     if (pipelineExists()) {
         // A pipeline kept alive by a multi-output stop: back to processing, nothing rebuilt.
@@ -102,6 +104,7 @@ void TapEngine::start() {
 }
 
 void TapEngine::stop() {
+    stopAwaitingServerBack();
     if (pipelineExists() && outputs_->deviceBufferRanges().size() >= 2) {
         // Several speakers stay in step only while their streams run, so they keep running,
         // unprocessed, until the next start.
@@ -115,6 +118,7 @@ void TapEngine::stop() {
 }
 
 void TapEngine::shutDown() {
+    stopAwaitingServerBack();
     tearDownPipeline();
     setState(State::inactive());
 }

@@ -187,6 +187,10 @@ class TapEngine : public std::enable_shared_from_this<TapEngine> {
     void handlePrimaryOutputChange();
     void handleOutputLatencyChange();
     void handleDefaultOutputChange();
+    // A failed engine starts again by itself once the audio system has an output again.
+    void awaitServerBack();
+    void stopAwaitingServerBack();
+    void handleDevicesChange();
 
     // Wraps work for a listener, timer or delayed call: it holds the engine weakly and does
     // nothing once the engine is gone.
@@ -213,12 +217,14 @@ class TapEngine : public std::enable_shared_from_this<TapEngine> {
     int startAttempts_ = 0;
     int silentTicks_ = 0;
     bool rebuiltForThisSilence_ = false;
+    uint64_t callbacksAtLastTick_ = 0;
     TimePoint lastPipelineBuild_ = distantPast;
     AudioObjectID tapID_ = kAudioObjectUnknown;
     AudioObjectID aggregateID_ = kAudioObjectUnknown;
     AudioDeviceIOProcID ioProcID_ = 0;  // 0 = none
     bool defaultDeviceListenerInstalled_ = false;
     PropertyListener defaultDeviceListener_;
+    PropertyListener serverBackListener_;
     AudioObjectID outputDeviceID_ = kAudioObjectUnknown;
     std::vector<OutputDeviceListener> outputDeviceListeners_;
 };

@@ -28,6 +28,44 @@ TEST_F(PipelineRecoveryTest, FailedBuildsRetryAfterOneOneFourFourFourSecondsThen
     EXPECT_EQ(hardware.callCount(Call::createTap), 6) << "no retry runs from failed";
 }
 
+TEST_F(PipelineRecoveryTest, AFailedEngineStartsAgainByItselfOnceTheAudioSystemHasAnOutput) {
+    hardware.injectFailure(Call::createTap, FakeAudioHardware::anySelector, kRefused);
+    auto engine = makeEngine();
+    engine->start();
+    queue.advance(14);
+    ASSERT_EQ(engine->state()->kind(), Case::failed);
+    EXPECT_NE(engine->state()->message().find("sound server"), std::string::npos)
+        << "the failure says what a user can check";
+
+    // The server goes on changing while it is away: a device list without a default output
+    // is no reason to try.
+    hardware.setDefaultOutput(kAudioObjectUnknown);
+    hardware.removeDevice(speakers);
+    queue.runPending();
+    EXPECT_EQ(engine->state()->kind(), Case::failed);
+
+    hardware.clearFailures();
+    const auto headphones = hardware.addDevice({.uid = "headphones", .name = "Headphones"});
+    hardware.setDefaultOutput(headphones);
+    hardware.addDevice({.uid = "dac", .name = "DAC"});
+    queue.runPending();
+    EXPECT_EQ(engine->state()->kind(), Case::active);
+    EXPECT_EQ(hardware.aggregate()->subDevices.front(), "headphones");
+    EXPECT_EQ(hardware.listenerCount(kAudioObjectSystemObject, globalAddress(Selector::devices)),
+              0u);
+
+    // Switched off while failed, it stays off whatever the server does.
+    hardware.injectFailure(Call::createTap, FakeAudioHardware::anySelector, kRefused);
+    engine->rebuildIfRunning();
+    queue.advance(14);
+    ASSERT_EQ(engine->state()->kind(), Case::failed);
+    engine->stop();
+    hardware.clearFailures();
+    hardware.addDevice({.uid = "usb", .name = "USB"});
+    queue.runPending();
+    EXPECT_EQ(engine->state()->kind(), Case::inactive);
+}
+
 TEST_F(PipelineRecoveryTest, AFailureAtAnyStepLeavesNothingBehind) {
     const auto otherDefault = hardware.addDevice(
         {.uid = "loopback", .name = "Loopback", .transport = Transport::virtualDevice});
@@ -115,7 +153,17 @@ TEST_F(PipelineRecoveryTest, TheMeterLogsPeaksAndRebuildsADeadTapOnlyWhileOthers
     queue.advance(10.0);
     EXPECT_EQ(builds(), 1) << "silence with nobody playing is just silence";
 
+    // A tap that goes on delivering silence is alive, however long someone else plays.
     hardware.addProcess(777, true);
+    for (int tick = 0; tick < 8; ++tick) {
+        renderCycle(0.0f);
+        queue.advance(2.0);
+    }
+    EXPECT_EQ(builds(), 1);
+
+    // One that stops delivering is dead: five silent ticks, then one rebuild.
+    queue.advance(8.0);
+    EXPECT_EQ(builds(), 1);
     queue.advance(2.0);
     EXPECT_EQ(builds(), 2);
     EXPECT_EQ(engine->state()->kind(), Case::active);

@@ -46,6 +46,7 @@ AudioObjectID FakeAudioHardware::addDevice(const DeviceSpec& spec) {
     properties[{Selector::isAlive, kGlobal}] = {uint32_t{1}};
     devices_.push_back(device);
     refreshSystemLists();
+    fireListeners(kAudioObjectSystemObject, globalAddress(Selector::devices));
     return device;
 }
 
