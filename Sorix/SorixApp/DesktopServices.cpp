@@ -27,7 +27,16 @@ DesktopServices::DesktopServices(Options options)
       log_("TapEngine", logSink_),
       settings_(settingsFile(), [this](const std::string& problem) { log_.error("%s", problem); }),
       permission_(mainQueue_),
-      hardware_(mainQueue_, options.connectTimeoutSeconds, logSink_) {}
+      hardware_(mainQueue_, options.connectTimeoutSeconds, logSink_,
+                options.guarded ? guardianProgram() : std::string()) {}
+
+std::string DesktopServices::guardianProgram() {
+    std::error_code error;
+    const std::filesystem::path self = std::filesystem::read_symlink("/proc/self/exe", error);
+    if (error) return {};
+    const std::filesystem::path guardian = self.parent_path() / "sorix-guardian";
+    return std::filesystem::exists(guardian, error) ? guardian.string() : std::string();
+}
 
 TapEngine::Services DesktopServices::engineServices() {
     return {.hardware = hardware_,

@@ -27,7 +27,12 @@ class DesktopServices {
         double connectTimeoutSeconds = serverConnectTimeoutSeconds;
         // Off for a snapshot, whose stderr says only how the picture went.
         bool logToStderr = true;
+        // Off for a snapshot, which takes nothing over.
+        bool guarded = true;
     };
+
+    // The guardian program installed beside this one; empty when there is none.
+    static std::string guardianProgram();
 
     DesktopServices() : DesktopServices(Options{}) {}
     explicit DesktopServices(Options options);

@@ -52,7 +52,8 @@ int runSnapshot(int& argc, char** argv, const SnapshotRequest& request) {
     SorixRuntime::isSnapshot = true;
     SorixRuntime::snapshotShowsEQ = request.showsEQ;
 
-    DesktopServices services({.connectTimeoutSeconds = kServerWaitSeconds, .logToStderr = false});
+    DesktopServices services(
+        {.connectTimeoutSeconds = kServerWaitSeconds, .logToStderr = false, .guarded = false});
     storeSnapshotSettings(services.settings(), request);
     const auto engine = TapEngine::create(services.engineServices());
     engine->showActiveForSnapshot(kShownOutputPeak);

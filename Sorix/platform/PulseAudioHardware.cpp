@@ -11,6 +11,7 @@
 #include <thread>
 
 #include "Logger.h"
+#include "pulse/GuardianLink.h"
 #include "pulse/ListenerTable.h"
 #include "pulse/MirrorFeed.h"
 #include "pulse/PulseConnection.h"
@@ -24,11 +25,19 @@ using pulse::ServerMirror;
 
 struct PulseAudioHardware::Parts final : pulse::MirrorFeed::Events,
                                          pulse::PulseConnection::Observer {
-    Parts(MainQueue& queue, std::shared_ptr<LogSink> sink)
+    Parts(MainQueue& queue, std::shared_ptr<LogSink> sink, const std::string& guardianProgram)
         : mainQueue(queue),
           log("PulseAudio", sink ? std::move(sink) : std::make_shared<StreamLogSink>()),
-          taps(control, mirror, numbers, mainQueue,
-               [this](const std::string& problem) { report(problem); }),
+          guardian(
+              guardianProgram.empty()
+                  ? nullptr
+                  : pulse::GuardianLink::start(
+                        guardianProgram, [this](const std::string& problem) { report(problem); })),
+          taps(
+              control, mirror, numbers, mainQueue,
+              guardian ? static_cast<pulse::TakeoverJournal&>(*guardian) : noJournal,
+              [this](const std::vector<pulse::Change>& changes) { listeners.deliver(changes); },
+              [this](const std::string& problem) { report(problem); }),
           streams(
               audio, numbers,
               [this](AudioObjectID device) {
@@ -42,6 +51,9 @@ struct PulseAudioHardware::Parts final : pulse::MirrorFeed::Events,
         listeners.deliver(changes);
     }
     void sinkInputStored(uint32_t index) override { taps.sinkInputStored(index); }
+    void sinkInputRemoved(uint32_t index) override { taps.sinkInputRemoved(index); }
+    void sinkRemoved(uint32_t) override { taps.sinkRemoved(); }
+    void serverInfoStored() override { taps.serverInfoStored(); }
     void serverMirrored() override { taps.serverMirrored(); }
     void serverLost() override { taps.connectionLost(); }
 
@@ -67,14 +79,17 @@ struct PulseAudioHardware::Parts final : pulse::MirrorFeed::Events,
     ServerMirror mirror{numbers};
     pulse::PulseConnection control{"sorix-pulse"};
     pulse::PulseConnection audio{"sorix-pulse-io"};
+    pulse::NoJournal noJournal;
+    std::unique_ptr<pulse::GuardianLink> guardian;
     pulse::TapController taps;
     pulse::StreamSet streams;
     pulse::MirrorFeed feed;
 };
 
 PulseAudioHardware::PulseAudioHardware(MainQueue& mainQueue, double connectTimeoutSeconds,
-                                       std::shared_ptr<LogSink> log)
-    : parts_(std::make_unique<Parts>(mainQueue, std::move(log))) {
+                                       std::shared_ptr<LogSink> log,
+                                       const std::string& guardianProgram)
+    : parts_(std::make_unique<Parts>(mainQueue, std::move(log), guardianProgram)) {
     parts_->control.start(parts_->feed);
     parts_->audio.start(*parts_);
     waitUntilConnected(connectTimeoutSeconds);

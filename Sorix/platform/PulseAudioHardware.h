@@ -1,6 +1,7 @@
 #pragma once
 
 #include <memory>
+#include <string>
 
 #include "AudioHardware.h"
 #include "MainQueue.h"
@@ -17,7 +18,8 @@ class LogSink;
 // wakes the liveness and default-output listeners; the layer reconnects when the server returns.
 // Sorix never starts a sound server itself.
 //
-// The process tap is a null sink that every other program's streams are moved onto; the
+// The process tap is a null sink that every other program's streams are moved onto, and the
+// server's default output while it captures (the user's choice still reads as the default); the
 // aggregate device records its monitor and plays to the chosen sinks; the IO procedure runs for
 // each chunk recorded, on a connection of its own whose thread runs nothing else. The parts that
 // do this live in pulse/; this class only wires them together.
@@ -25,8 +27,11 @@ class PulseAudioHardware : public AudioHardware {
   public:
     // Connects and waits up to `connectTimeoutSeconds` for a first full picture of the server.
     // Requests that fail with nobody waiting for them are logged to `log` (stderr by default).
+    // With a `guardianProgram` (see Guardian.h), a guardian process started from it undoes the
+    // takeover should this program die without undoing it.
     explicit PulseAudioHardware(MainQueue& mainQueue, double connectTimeoutSeconds = 3.0,
-                                std::shared_ptr<LogSink> log = nullptr);
+                                std::shared_ptr<LogSink> log = nullptr,
+                                const std::string& guardianProgram = {});
     ~PulseAudioHardware() override;
     PulseAudioHardware(const PulseAudioHardware&) = delete;
     PulseAudioHardware& operator=(const PulseAudioHardware&) = delete;

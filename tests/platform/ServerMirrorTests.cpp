@@ -151,11 +151,21 @@ TEST_F(ServerMirrorTest, TheStreamsConnectionIsNoProcessAndItsStreamsCountAsOurs
     EXPECT_TRUE(mirror.ownClient(2));
     EXPECT_FALSE(mirror.ownClient(3));
 
-    // Our playback runs on the streams' connection, and is this program's output.
+    // Our playback runs on the streams' connection, and is this program's output; only what
+    // plays on a tap counts as running output (what the tap should hear), whatever its program.
+    Sink tap = sink(0, "sorix_tap");
+    tap.tapOwner = ProcessIdentity{kOwnPid, std::nullopt};
+    storeSink(tap);
+    storeSink(sink(1, "speakers"));
     const auto playing =
         mirror.storeSinkInput(mirror.ask(ServerMirror::Kind::sinkInputs), stream(5, 2));
     EXPECT_EQ(playing.changes, (std::vector<Change>{{own, Selector::isRunningOutput}}));
     EXPECT_EQ(read<uint32_t>(own, Selector::isRunningOutput), 1u);
+    EXPECT_EQ(read<uint32_t>(other, Selector::isRunningOutput), 0u);
+    SinkInput pastTheTap = stream(6, 3);
+    pastTheTap.sink = 1;
+    EXPECT_TRUE(mirror.storeSinkInput(mirror.ask(ServerMirror::Kind::sinkInputs), pastTheTap)
+                    .changes.empty());
     EXPECT_EQ(read<uint32_t>(other, Selector::isRunningOutput), 0u);
 
     // A corked stream runs no output; its removal then changes nothing.
@@ -163,6 +173,47 @@ TEST_F(ServerMirrorTest, TheStreamsConnectionIsNoProcessAndItsStreamsCountAsOurs
         mirror.storeSinkInput(mirror.ask(ServerMirror::Kind::sinkInputs), stream(5, 2, true));
     EXPECT_EQ(corked.changes, (std::vector<Change>{{own, Selector::isRunningOutput}}));
     EXPECT_TRUE(mirror.removeSinkInput(5).empty());
+}
+
+TEST_F(ServerMirrorTest, WhileATapStandsInAsTheServersDefaultTheUsersChoiceReadsAsTheDefault) {
+    storeSink(sink(1, "speakers"));
+    storeSink(sink(2, "headset"));
+    storeSink(sink(3, "sorix_tap"));
+    const auto defaultName = [&] {
+        return read<std::string>(
+            read<AudioObjectID>(kAudioObjectSystemObject, Selector::defaultOutputDevice),
+            Selector::deviceUID);
+    };
+    const std::vector<Change> defaultChanged{
+        {kAudioObjectSystemObject, Selector::defaultOutputDevice}};
+    mirror.storeServerInfo({"speakers", false});
+
+    // Taking the default over changes nothing anyone sees.
+    EXPECT_TRUE(mirror.holdDefault("sorix_tap", "speakers").empty());
+    EXPECT_TRUE(mirror.storeServerInfo({"sorix_tap", false}).empty());
+    EXPECT_EQ(defaultName(), "speakers");
+    EXPECT_EQ(mirror.defaultSink()->name, "speakers");
+    EXPECT_EQ(mirror.serverDefaultName(), "sorix_tap");
+
+    // The user picks another output in the desktop's settings: it shows at once, and stays the
+    // default once the tap stands in again.
+    EXPECT_EQ(mirror.storeServerInfo({"headset", false}), defaultChanged);
+    EXPECT_TRUE(mirror.holdDefault("sorix_tap", "headset").empty());
+    EXPECT_TRUE(mirror.storeServerInfo({"sorix_tap", false}).empty());
+    EXPECT_EQ(defaultName(), "headset");
+
+    // Given back, the tap would read as the default until the server names the user's again.
+    EXPECT_EQ(mirror.releaseDefault(), defaultChanged);
+    EXPECT_EQ(mirror.storeServerInfo({"headset", false}), defaultChanged);
+    EXPECT_EQ(defaultName(), "headset");
+
+    // A lost connection forgets the stand-in: a server that comes back has no tap.
+    mirror.holdDefault("sorix_tap", "speakers");
+    mirror.clear();
+    mirror.pictureComplete();
+    storeSink(sink(3, "sorix_tap"));
+    mirror.storeServerInfo({"sorix_tap", false});
+    EXPECT_EQ(defaultName(), "sorix_tap");
 }
 
 }  // namespace

@@ -66,7 +66,12 @@ void MirrorFeed::serverEvent(pa_subscription_event_type_t event, uint32_t index)
     const bool removed = (event & PA_SUBSCRIPTION_EVENT_TYPE_MASK) == PA_SUBSCRIPTION_EVENT_REMOVE;
     switch (facility) {
         case PA_SUBSCRIPTION_EVENT_SINK:
-            removed ? events_.mirrorChanged(mirror_.removeSink(index)) : requestSinks(index);
+            if (removed) {
+                events_.mirrorChanged(mirror_.removeSink(index));
+                events_.sinkRemoved(index);
+            } else {
+                requestSinks(index);
+            }
             break;
         case PA_SUBSCRIPTION_EVENT_SERVER:
             requestServerInfo();
@@ -79,8 +84,12 @@ void MirrorFeed::serverEvent(pa_subscription_event_type_t event, uint32_t index)
             removed ? mirror_.removeCard(index) : requestCards(index);
             break;
         case PA_SUBSCRIPTION_EVENT_SINK_INPUT:
-            removed ? events_.mirrorChanged(mirror_.removeSinkInput(index))
-                    : requestSinkInputs(index);
+            if (removed) {
+                events_.mirrorChanged(mirror_.removeSinkInput(index));
+                events_.sinkInputRemoved(index);
+            } else {
+                requestSinkInputs(index);
+            }
             break;
         default:
             break;
@@ -117,6 +126,7 @@ void MirrorFeed::requestServerInfo(Member ended) {
         Reply(
             [this](const pa_server_info& info) {
                 events_.mirrorChanged(mirror_.storeServerInfo(serverInfoFrom(info)));
+                events_.serverInfoStored();
             },
             [ended](bool answered) {
                 if (ended) ended(answered);

@@ -23,6 +23,10 @@ class MirrorFeed final : public PulseConnection::Observer {
         virtual void mirrorChanged(const std::vector<Change>& changes) = 0;
         // A sink input's description was stored (a new stream, or one that changed).
         virtual void sinkInputStored(uint32_t index) = 0;
+        virtual void sinkInputRemoved(uint32_t index) = 0;
+        virtual void sinkRemoved(uint32_t index) = 0;
+        // The server's information was stored; its default output may have changed.
+        virtual void serverInfoStored() = 0;
         // The first full picture of a (re)connected server is in.
         virtual void serverMirrored() = 0;
         // The connection is gone and the mirror empty.

@@ -62,7 +62,7 @@ std::vector<Change> ServerMirror::storeSink(const MirrorTicket& ticket, Sink sin
             fresh.object = numbers_.next();
             fresh.stream = numbers_.next();
             changes.push_back({kAudioObjectSystemObject, Selector::devices});
-            if (fresh.name == server_.defaultSink)
+            if (fresh.name == reportedDefault())
                 changes.push_back({kAudioObjectSystemObject, Selector::defaultOutputDevice});
             return;
         }
@@ -106,12 +106,37 @@ void ServerMirror::removeCard(uint32_t index) {
     cards_.remove(index);
 }
 
+const std::string& ServerMirror::reportedDefault() const {
+    if (heldDefault_ && server_.defaultSink == heldDefault_->tapSink) return heldDefault_->userSink;
+    return server_.defaultSink;
+}
+
+std::vector<Change> ServerMirror::defaultChange(const std::string& before) const {
+    if (reportedDefault() == before) return {};
+    return {{kAudioObjectSystemObject, Selector::defaultOutputDevice}};
+}
+
 std::vector<Change> ServerMirror::storeServerInfo(const ServerInfo& info) {
     Lock lock(mutex_);
+    const std::string before = reportedDefault();
     server_.pipeWire = info.pipeWire;
-    if (info.defaultSink == server_.defaultSink) return {};
     server_.defaultSink = info.defaultSink;
-    return {{kAudioObjectSystemObject, Selector::defaultOutputDevice}};
+    return defaultChange(before);
+}
+
+std::vector<Change> ServerMirror::holdDefault(const std::string& tapSink,
+                                              const std::string& userSink) {
+    Lock lock(mutex_);
+    const std::string before = reportedDefault();
+    heldDefault_ = HeldDefault{tapSink, userSink};
+    return defaultChange(before);
+}
+
+std::vector<Change> ServerMirror::releaseDefault() {
+    Lock lock(mutex_);
+    const std::string before = reportedDefault();
+    heldDefault_.reset();
+    return defaultChange(before);
 }
 
 // --- Clients and their streams ---
@@ -125,9 +150,14 @@ uint32_t ServerMirror::speakerFor(uint32_t client) const {
 }
 
 bool ServerMirror::clientRunsOutput(uint32_t client) const {
+    // What the dead-tap check asks: whether the tap should be hearing this program. A stream on
+    // any other sink (one that may not move, or one not yet moved) plays past the tap anyway.
     const auto& inputs = sinkInputs_.all();
     return std::any_of(inputs.begin(), inputs.end(), [&](const auto& entry) {
-        return speakerFor(entry.second.client) == client && !entry.second.corked;
+        const SinkInput& input = entry.second;
+        if (speakerFor(input.client) != client || input.corked) return false;
+        const Sink* sink = sinks_.find(input.sink);
+        return sink != nullptr && sink->tapOwner.has_value();
     });
 }
 
@@ -218,6 +248,7 @@ std::vector<Change> ServerMirror::clear() {
     }
     connected_ = false;
     server_.defaultSink.clear();
+    heldDefault_.reset();
     sinks_.clear();
     clients_.clear();
     sinkInputs_.clear();

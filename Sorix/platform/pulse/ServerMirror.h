@@ -46,6 +46,10 @@ class ServerMirror {
     std::vector<Change> storeCard(const MirrorTicket& ticket, Card card);
     void removeCard(uint32_t index);
     std::vector<Change> storeServerInfo(const ServerInfo& info);
+    // While a tap stands in as the server's default output, the output the user chose is the one
+    // that reads as the default: `userSink` whenever the server's default is `tapSink`.
+    std::vector<Change> holdDefault(const std::string& tapSink, const std::string& userSink);
+    std::vector<Change> releaseDefault();
     std::vector<Change> setOwnClient(OwnConnection connection, uint32_t index);
     // The first full picture is in: reads answer from now on.
     std::vector<Change> pictureComplete();
@@ -64,7 +68,10 @@ class ServerMirror {
     std::optional<Sink> sinkByObject(AudioObjectID object) const;
     std::optional<Sink> sinkNamed(const std::string& name) const;
     std::vector<Sink> sinks() const;
+    // The default output as the user chose it (see holdDefault).
     std::optional<Sink> defaultSink() const;
+    // The server's own default, which may be a tap.
+    std::string serverDefaultName() const;
     std::optional<SinkInput> sinkInput(uint32_t index) const;
     std::vector<SinkInput> sinkInputs() const;
     // The process object a client's streams count for; none for an unknown client.
@@ -78,6 +85,8 @@ class ServerMirror {
     bool hiddenClient(uint32_t client) const;
     bool clientRunsOutput(uint32_t client) const;
     uint32_t latencyFramesOf(const Sink& sink) const;
+    const std::string& reportedDefault() const;
+    std::vector<Change> defaultChange(const std::string& before) const;
     std::vector<Change> sinkInputChanged(uint32_t client, bool wasRunning) const;
 
     OSStatus readSystem(const AudioObjectPropertyAddress& address,
@@ -92,6 +101,11 @@ class ServerMirror {
     mutable std::mutex mutex_;
     bool connected_ = false;
     ServerInfo server_;
+    struct HeldDefault {
+        std::string tapSink;
+        std::string userSink;
+    };
+    std::optional<HeldDefault> heldDefault_;
     uint32_t ownMirrorClient_ = kNoIndex;
     uint32_t ownStreamsClient_ = kNoIndex;
     KeyedMirror<Sink> sinks_;

@@ -60,7 +60,7 @@ OSStatus ServerMirror::readSystem(const AudioObjectPropertyAddress& address,
             return kAudioHardwareNoError;
         }
         case Selector::defaultOutputDevice:
-            value = deviceNamed(server_.defaultSink);
+            value = deviceNamed(reportedDefault());
             return kAudioHardwareNoError;
         case Selector::translateUIDToDevice: {
             const auto* uid = std::get_if<std::string>(&qualifier);
@@ -173,7 +173,12 @@ std::vector<Sink> ServerMirror::sinks() const {
 
 std::optional<Sink> ServerMirror::defaultSink() const {
     Lock lock(mutex_);
-    return findIn(sinks_, [&](const Sink& sink) { return sink.name == server_.defaultSink; });
+    return findIn(sinks_, [&](const Sink& sink) { return sink.name == reportedDefault(); });
+}
+
+std::string ServerMirror::serverDefaultName() const {
+    Lock lock(mutex_);
+    return server_.defaultSink;
 }
 
 std::optional<SinkInput> ServerMirror::sinkInput(uint32_t index) const {

@@ -12,6 +12,8 @@ void TapController::startCapture(const std::string& sinkName) {
     });
     if (tap == taps_.end() || tap->second.capturing) return;
     tap->second.capturing = true;
+    // A tap that keeps the streams audible where they play has no default to stand in for.
+    if (!tap->second.keepAudible) defaults_.take(sinkName);
     for (const SinkInput& input : mirror_.sinkInputs())
         capture(input);
 }
@@ -19,6 +21,19 @@ void TapController::startCapture(const std::string& sinkName) {
 void TapController::sinkInputStored(uint32_t index) {
     if (const auto input = mirror_.sinkInput(index)) capture(*input);
 }
+
+void TapController::sinkInputRemoved(uint32_t index) {
+    // Nothing is kept of a stream that went: its entries would only grow with every one.
+    refusedMoves_.erase(index);
+    for (auto& [object, tap] : taps_) {
+        if (tap.moved.erase(index) > 0) journal_.streamForgotten(index);
+    }
+    if (retired_ && retired_->moved.erase(index) > 0) journal_.streamForgotten(index);
+}
+
+void TapController::sinkRemoved() { defaults_.sinkRemoved(); }
+
+void TapController::serverInfoStored() { defaults_.serverInfoStored(); }
 
 void TapController::capture(const SinkInput& input) {
     if (connection_.context() == nullptr) return;
@@ -36,7 +51,8 @@ void TapController::capture(const SinkInput& input) {
         // PipeWire announces a new stream before its session manager links it to a sink; it
         // goes home to the sink it asked for, if it asked for one, rather than to the default.
         const std::string origin = from ? from->name : input.target;
-        tap.moved.try_emplace(input.index, origin);
+        if (tap.moved.try_emplace(input.index, origin).second && !origin.empty())
+            journal_.streamMoved(input.index, origin);
         if (tap.keepAudible && !origin.empty()) keepAudibleOn(tap, origin);
         moveSinkInput(input.index, tap.sinkIndex);
         return;

@@ -18,12 +18,15 @@ using Lock = PulseConnection::Lock;
 }  // namespace
 
 TapController::TapController(PulseConnection& connection, ServerMirror& mirror,
-                             ObjectNumbers& numbers, MainQueue& mainQueue, Report report)
+                             ObjectNumbers& numbers, MainQueue& mainQueue, TakeoverJournal& journal,
+                             DefaultTakeover::Deliver deliver, Report report)
     : connection_(connection),
       mirror_(mirror),
       numbers_(numbers),
       mainQueue_(mainQueue),
-      report_(std::move(report)) {}
+      journal_(journal),
+      report_(report),
+      defaults_(connection, mirror, journal, std::move(deliver), std::move(report)) {}
 
 // --- Modules ---
 
@@ -144,11 +147,16 @@ OSStatus TapController::create(const TapDescription& description, AudioObjectID&
     const auto module = loadModule("module-null-sink", arguments);
     if (!module) return kAudioHardwareUnspecifiedError;
     tap.module = *module;
+    {
+        Lock lock(connection_);
+        journal_.tapLoaded(tap.module);
+    }
 
     const auto sink = waitForTapSink(tap.module);
     Lock lock(connection_);
     if (!sink) {
         unloadModule(tap.module, true);
+        journal_.tapUnloaded(tap.module);
         return kAudioHardwareUnspecifiedError;
     }
     tap.sinkIndex = sink->index;
@@ -234,8 +242,12 @@ void TapController::releaseRetired() {
 void TapController::release(const Tap& tap) {
     Lock lock(connection_);
     if (tap.module == kNoIndex || connection_.context() == nullptr) return;
-    // Each stream goes home before the tap goes; the server handles our requests in order.
+    // The user's default first, then each stream home, then the tap: the server handles our
+    // requests in order, so a stream that came to the tap as the default output falls back to
+    // the user's default when the tap goes.
+    defaults_.giveBack(tap.sinkName);
     for (const auto& [input, origin] : tap.moved) {
+        journal_.streamForgotten(input);
         const auto current = mirror_.sinkInput(input);
         if (!current || current->sink != tap.sinkIndex || origin.empty()) continue;
         moveSinkInputHome(input, origin);
@@ -244,6 +256,7 @@ void TapController::release(const Tap& tap) {
         if (copy != kNoIndex) unloadModule(copy, false);
     }
     unloadModule(tap.module, true);
+    journal_.tapUnloaded(tap.module);
 }
 
 void TapController::releaseAll() {
@@ -260,6 +273,8 @@ void TapController::releaseAll() {
 
 void TapController::connectionLost() {
     // A server that comes back has none of our modules; never unload its by old numbers.
+    defaults_.connectionLost();
+    journal_.serverLost();
     retired_.reset();
     refusedMoves_.clear();
     for (auto& [object, tap] : taps_) {

@@ -9,19 +9,23 @@
 #include <vector>
 
 #include "AudioHardware.h"
+#include "DefaultTakeover.h"
 #include "MainQueue.h"
 #include "ProcessLiveness.h"
 #include "PulseConnection.h"
 #include "ServerMirror.h"
+#include "TakeoverJournal.h"
 
 namespace sorix::pulse {
 
 // The process tap: a null sink that every other program's streams are moved onto (which is what
 // keeps them from also playing directly), and moved back from to where they played when it goes.
+// While it captures it stands in as the server's default output, so that new streams start on it.
 // It also removes the taps that a Sorix which died left behind, with other programs' streams on
-// them. It acts on the mirror's events after each update, never inside one: it reads the mirror
-// and sends its own requests. Its state is kept under the connection's loop lock; the main
-// thread's calls take it, the mirror's events come with it held.
+// them, and tells the journal what a guardian would have to undo. It acts on the mirror's events
+// after each update, never inside one: it reads the mirror and sends its own requests. Its state is
+// kept under the connection's loop lock; the main thread's calls take it, the mirror's events come
+// with it held.
 class TapController {
   public:
     // Where the failures of requests that nobody waits for are told, from any thread.
@@ -34,7 +38,8 @@ class TapController {
     };
 
     TapController(PulseConnection& connection, ServerMirror& mirror, ObjectNumbers& numbers,
-                  MainQueue& mainQueue, Report report);
+                  MainQueue& mainQueue, TakeoverJournal& journal, DefaultTakeover::Deliver deliver,
+                  Report report);
     TapController(const TapController&) = delete;
     TapController& operator=(const TapController&) = delete;
 
@@ -56,6 +61,9 @@ class TapController {
 
     // --- The mirror's events (server thread, loop lock held) ---
     void sinkInputStored(uint32_t index);
+    void sinkInputRemoved(uint32_t index);
+    void sinkRemoved();
+    void serverInfoStored();
     void serverMirrored();
     void connectionLost();
 
@@ -99,7 +107,9 @@ class TapController {
     ServerMirror& mirror_;
     ObjectNumbers& numbers_;
     MainQueue& mainQueue_;
+    TakeoverJournal& journal_;
     Report report_;
+    DefaultTakeover defaults_;
     const ProcessIdentity identity_ = currentProcessIdentity();
     std::map<AudioObjectID, Tap> taps_;
     std::optional<Tap> retired_;
