@@ -2,6 +2,7 @@
 // PipeWire's PulseAudio server.
 
 #include <gtest/gtest.h>
+#include <unistd.h>
 
 #include <chrono>
 #include <iostream>
@@ -12,6 +13,7 @@
 #include "ManualMainQueue.h"
 #include "PrivateSoundServer.h"
 #include "PulseAudioHardware.h"
+#include "PulseClients.h"
 #include "SoundServerParams.h"
 
 namespace sorix {
@@ -149,7 +151,7 @@ TEST_P(PulseAudioHardwareTest, VolumeIsReadSetAndFollowedBothWays) {
     hardware_->removePropertyListener(dac, volume, listener);
 }
 
-TEST_P(PulseAudioHardwareTest, ClientsAreProcessesAndAPlayingOneRunsOutput) {
+TEST_P(PulseAudioHardwareTest, ClientsAreProcessesAndOneThatPlaysOnATapRunsOutput) {
     uint32_t own = 0;
     EXPECT_EQ(getProperty(*hardware_, kAudioObjectSystemObject,
                           globalAddress(Selector::translatePIDToProcess), own,
@@ -160,9 +162,19 @@ TEST_P(PulseAudioHardwareTest, ClientsAreProcessesAndAPlayingOneRunsOutput) {
 
     const std::string tone = (server_.folder() / "tone.wav").string();
     ASSERT_EQ(server_.run("sox -n -r 48000 -c 2 " + tone + " synth 5 sine 440 vol 0.1"), 0);
-    auto player = std::make_unique<ChildProcess>(
-        std::vector<std::string>{"paplay", "--device=speakers", tone},
-        server_.folder() / "player.log");
+    // A sink marked as a tap, as a Sorix that still runs (this test) would have made it.
+    ASSERT_EQ(server_.run("pactl load-module module-null-sink sink_name=tap_like "
+                          "sink_properties=sorix.tap.owner_pid=" +
+                          std::to_string(::getpid()) + " >/dev/null"),
+              0);
+    const auto play = [&](const std::string& sink) {
+        auto player = std::make_unique<ChildProcess>(
+            std::vector<std::string>{"paplay", "--device=" + sink, tone},
+            server_.folder() / "player.log");
+        EXPECT_TRUE(
+            testing::eventually(5, [&] { return testing::sinkOfPlayer(player->pid()) == sink; }));
+        return player;
+    };
     auto running = [&] {
         const auto processes = read<std::vector<AudioObjectID>>(
             kAudioObjectSystemObject, globalAddress(Selector::processObjects));
@@ -173,8 +185,14 @@ TEST_P(PulseAudioHardwareTest, ClientsAreProcessesAndAPlayingOneRunsOutput) {
         }
         return false;
     };
+    // A stream that plays past the tap (one that may not move, or not moved yet) is nothing
+    // the tap should hear.
+    auto pastTheTap = play("speakers");
+    queue_.runPending();
+    EXPECT_FALSE(running());
+    auto onTheTap = play("tap_like");
     EXPECT_TRUE(eventually(running));
-    player.reset();
+    onTheTap.reset();
     EXPECT_TRUE(eventually([&] { return !running(); }));
 }
 

@@ -207,13 +207,18 @@ TEST_F(ServerMirrorTest, WhileATapStandsInAsTheServersDefaultTheUsersChoiceReads
     EXPECT_EQ(mirror.storeServerInfo({"headset", false}), defaultChanged);
     EXPECT_EQ(defaultName(), "headset");
 
-    // A lost connection forgets the stand-in: a server that comes back has no tap.
-    mirror.holdDefault("sorix_tap", "speakers");
+    // A lost connection forgets the stand-in. A server that comes back with a tap still as its
+    // configured default makes a new tap the default; a tap is never the user's output, though.
+    mirror.holdDefault("sorix_tap", "headset");
     mirror.clear();
     mirror.pictureComplete();
-    storeSink(sink(3, "sorix_tap"));
+    storeSink(sink(4, "usb_dac"));
+    Sink tap = sink(5, "sorix_tap");
+    tap.tapOwner = ProcessIdentity{kOwnPid, std::nullopt};
+    storeSink(tap);
     mirror.storeServerInfo({"sorix_tap", false});
-    EXPECT_EQ(defaultName(), "sorix_tap");
+    EXPECT_EQ(defaultName(), "usb_dac");
+    EXPECT_EQ(mirror.serverDefaultName(), "sorix_tap");
 }
 
 }  // namespace

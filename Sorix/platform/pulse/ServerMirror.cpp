@@ -106,8 +106,21 @@ void ServerMirror::removeCard(uint32_t index) {
     cards_.remove(index);
 }
 
-const std::string& ServerMirror::reportedDefault() const {
+std::string ServerMirror::reportedDefault() const {
     if (heldDefault_ && server_.defaultSink == heldDefault_->tapSink) return heldDefault_->userSink;
+    const auto isCurrent = [this](const auto& entry) {
+        return entry.second.name == server_.defaultSink;
+    };
+    const auto& sinks = sinks_.all();
+    const auto current = std::find_if(sinks.begin(), sinks.end(), isCurrent);
+    if (current == sinks.end() || !current->second.tapOwner) return server_.defaultSink;
+    // A tap is never the user's output. A server whose configured default is still the tap of a
+    // Sorix that was killed (or of this one before the server restarted) makes a tap of that
+    // name the default the moment it appears; the first real output stands for the user's until
+    // the tap controller knows better.
+    for (const auto& [index, sink] : sinks) {
+        if (!sink.tapOwner) return sink.name;
+    }
     return server_.defaultSink;
 }
 

@@ -85,7 +85,7 @@ class ServerMirror {
     bool hiddenClient(uint32_t client) const;
     bool clientRunsOutput(uint32_t client) const;
     uint32_t latencyFramesOf(const Sink& sink) const;
-    const std::string& reportedDefault() const;
+    std::string reportedDefault() const;
     std::vector<Change> defaultChange(const std::string& before) const;
     std::vector<Change> sinkInputChanged(uint32_t client, bool wasRunning) const;
 
