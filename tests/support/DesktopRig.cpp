@@ -1,6 +1,7 @@
 #include "DesktopRig.h"
 
 #include <array>
+#include <csignal>
 #include <cstdio>
 #include <sstream>
 
@@ -31,7 +32,16 @@ DesktopRig::DesktopRig(std::filesystem::path folder) : folder_(std::move(folder)
 DesktopRig::~DesktopRig() {
     trayHost_.reset();
     windowManager_.reset();
+    if (!xvfb_) return;
+    // Asked to stop, the X server removes its lock and socket; killed, it would leave them to
+    // take a display number from every later run.
+    xvfb_->signal(SIGTERM);
+    xvfb_->waitForExit(5);
     xvfb_.reset();
+    const std::string number = display_.substr(1);
+    std::error_code ignored;
+    std::filesystem::remove("/tmp/.X" + number + "-lock", ignored);
+    std::filesystem::remove("/tmp/.X11-unix/X" + number, ignored);
 }
 
 std::string DesktopRig::missingPrograms() {
