@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <cmath>
 #include <numbers>
+#include <sstream>
 
 namespace sorix::testing {
 
@@ -60,6 +61,21 @@ class Biquad {
     double x1_ = 0, x2_ = 0, y1_ = 0, y2_ = 0;
 };
 
+void describeRuns(std::ostringstream& out, const TimeCodeReport& report, const char* kind,
+                  const std::vector<TimeCodeRun>& runs) {
+    for (const TimeCodeRun& run : runs)
+        out << kind << " at recording frame " << run.recordingStart << ": " << run.frames
+            << " frames (" << report.milliseconds(run.frames) << " ms)\n";
+}
+
+void describeJumps(std::ostringstream& out, const TimeCodeReport& report, const char* kind,
+                   const std::vector<TimeCodeJump>& jumps) {
+    for (const TimeCodeJump& jump : jumps)
+        out << kind << " at recording frame " << jump.recordingPosition << ": source "
+            << jump.sourceFrom << " -> " << jump.sourceTo << " (" << jump.frames() << " frames, "
+            << report.milliseconds(jump.frames()) << " ms)\n";
+}
+
 }  // namespace
 
 std::vector<float> makeTimeCode(double seconds, int rate, std::uint64_t seed, float peak) {
@@ -106,6 +122,48 @@ std::vector<float> channelOf(std::span<const float> interleaved, int channels, i
          i += static_cast<std::size_t>(channels))
         out.push_back(interleaved[i]);
     return out;
+}
+
+std::int64_t TimeCodeReport::lostFrames() const {
+    std::int64_t frames = 0;
+    for (const TimeCodeJump& skip : skips)
+        frames += skip.frames();
+    return frames;
+}
+
+std::int64_t TimeCodeReport::gapFrames() const {
+    std::int64_t frames = 0;
+    for (const TimeCodeRun& gap : gaps)
+        frames += gap.frames;
+    return frames;
+}
+
+std::int64_t TimeCodeReport::unmatchedFrames() const {
+    std::int64_t frames = 0;
+    for (const TimeCodeRun& run : unmatched)
+        frames += run.frames;
+    return frames;
+}
+
+std::string describe(const TimeCodeReport& report) {
+    std::ostringstream out;
+    if (!report.heard()) {
+        out << "source not heard\n";
+    } else {
+        out << "heard source frames " << report.firstSourceFrame() << " to "
+            << report.lastSourceFrame() << " at recording frames " << report.firstHeardAt()
+            << " to " << report.lastHeardAt() << "\n";
+    }
+    for (const TimeCodeSegment& segment : report.segments)
+        out << "segment at recording frame " << segment.recordingStart << ": " << segment.frames
+            << " frames of source " << segment.sourceStart << " to " << segment.sourceEnd << "\n";
+    describeRuns(out, report, "gap", report.gaps);
+    describeJumps(out, report, "skip", report.skips);
+    describeJumps(out, report, "repeat", report.repeats);
+    describeRuns(out, report, "unmatched", report.unmatched);
+    out << "lost " << report.lostFrames() << " frames (" << report.milliseconds(report.lostFrames())
+        << " ms)\n";
+    return out.str();
 }
 
 }  // namespace sorix::testing

@@ -79,6 +79,20 @@ TEST(TimeCodeSignalTest, HoldsItsLevelAndStaysNearlyLinearThroughABoostOfFour) {
     EXPECT_GT(correlation(signal, limited), 0.99);
 }
 
+// What tracking relies on: no stretch near a window resembles it as much as a match must.
+TEST(TimeCodeSignalTest, NoWindowResemblesTheSignalAMillisecondOrMoreAway) {
+    const auto signal = makeTimeCode(2.0, kRate, 5);
+    const std::span<const float> all(signal);
+    const TimeCodeOptions options;
+    double closest = 0;
+    for (std::size_t begin = 1000; begin < 80000; begin += 2000) {
+        for (std::size_t shift = 48; shift <= 4800; ++shift)
+            closest = std::max(closest, std::fabs(correlation(all.subspan(begin, 240),
+                                                              all.subspan(begin + shift, 240))));
+    }
+    EXPECT_LT(closest, options.matchThreshold);
+}
+
 TEST(TimeCodeChannelsTest, InterleavesEveryChannelAndTakesOneBack) {
     const std::vector<float> mono = {0.5f, -0.25f, 0.125f};
     const auto three = interleave(mono, 3);
