@@ -7,7 +7,9 @@
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
+#include <functional>
 #include <iostream>
+#include <map>
 #include <numbers>
 #include <string>
 #include <vector>
@@ -141,31 +143,30 @@ bool parse(int argc, char** argv, Options& options) {
             std::cout << kUsage;
             std::exit(0);
         }
-        const bool flag = option == "--silence" || option == "--dont-move";
-        if (!flag && i + 1 == argc) {
-            std::cerr << "sorix-test-player: " << option << " needs a value\n" << kUsage;
-            return false;
-        }
-        if (option == "--silence")
+        if (option == "--silence") {
             options.silence = true;
-        else if (option == "--dont-move")
+            continue;
+        }
+        if (option == "--dont-move") {
             options.dontMove = true;
-        else if (option == "--file")
-            options.file = argv[++i];
-        else if (option == "--sink")
-            options.sink = argv[++i];
-        else if (option == "--tone")
-            options.tone = std::atof(argv[++i]);
-        else if (option == "--level")
-            options.level = std::atof(argv[++i]);
-        else if (option == "--seconds")
-            options.seconds = std::atof(argv[++i]);
-        else if (option == "--latency-msec")
-            options.latencyMsec = std::atof(argv[++i]);
-        else {
-            std::cerr << "sorix-test-player: unknown option " << option << "\n" << kUsage;
+            continue;
+        }
+        const std::map<std::string, std::function<void(const char*)>> valued = {
+            {"--file", [&](const char* v) { options.file = v; }},
+            {"--sink", [&](const char* v) { options.sink = v; }},
+            {"--tone", [&](const char* v) { options.tone = std::atof(v); }},
+            {"--level", [&](const char* v) { options.level = std::atof(v); }},
+            {"--seconds", [&](const char* v) { options.seconds = std::atof(v); }},
+            {"--latency-msec", [&](const char* v) { options.latencyMsec = std::atof(v); }},
+        };
+        const auto set = valued.find(option);
+        const char* problem = set == valued.end() ? "unknown option " : nullptr;
+        if (problem == nullptr && i + 1 == argc) problem = "a value must follow ";
+        if (problem != nullptr) {
+            std::cerr << "sorix-test-player: " << problem << option << "\n" << kUsage;
             return false;
         }
+        set->second(argv[++i]);
     }
     const int sources = !options.file.empty() + (options.tone > 0) + options.silence;
     if (sources != 1) std::cerr << "sorix-test-player: give one of --file, --tone or --silence\n";
