@@ -29,6 +29,15 @@ OSStatus StreamSet::create(Plan plan, AudioObjectID& device) {
     auto streams = std::make_unique<AggregateStreams>(
         std::move(plan), connection_, [this, object] { aliveChanged_(object); }, report_);
     if (!streams->connect()) return kAudioHardwareUnspecifiedError;
+    // The server answers in order, so once it has answered a request sent after the streams,
+    // it has answered each stream too: the device is alive (or has failed) when this returns,
+    // and a rebuild does not wait a polling interval for it while the tap's audio goes unheard.
+    using Reply = Described<pa_server_info>;
+    pa_context* context = connection_.context();
+    const Operation answered = connection_.requests().send(
+        context, Reply([](const pa_server_info&) {}, [](bool) {}),
+        [&](Reply& reply) { return pa_context_get_server_info(context, Reply::reply, &reply); });
+    connection_.wait(answered);
     TableLock table(mutex_);
     devices_[object] = Device{std::move(streams), 0};
     device = object;
