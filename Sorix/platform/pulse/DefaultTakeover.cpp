@@ -1,15 +1,8 @@
 #include "DefaultTakeover.h"
 
+#include "DefaultChoice.h"
+
 namespace sorix::pulse {
-
-namespace {
-
-// PipeWire's server may still name the previous default for a moment after it was asked to set a
-// new one. Within this time, the user's own output named again is taken for that echo rather
-// than for the user picking it once more.
-constexpr auto kEchoWindow = std::chrono::milliseconds(1500);
-
-}  // namespace
 
 DefaultTakeover::DefaultTakeover(PulseConnection& connection, ServerMirror& mirror,
                                  TakeoverJournal& journal, Deliver deliver, Report report,
@@ -21,13 +14,6 @@ DefaultTakeover::DefaultTakeover(PulseConnection& connection, ServerMirror& mirr
       report_(std::move(report)),
       clock_(std::move(clock)) {}
 
-std::string DefaultTakeover::fallbackSink() const {
-    for (const Sink& sink : mirror_.sinks()) {
-        if (!sink.tapOwner) return sink.name;
-    }
-    return {};
-}
-
 void DefaultTakeover::hold(const std::string& userSink) {
     userSink_ = userSink;
     journal_.defaultTaken(userSink_);
@@ -36,20 +22,10 @@ void DefaultTakeover::hold(const std::string& userSink) {
 
 void DefaultTakeover::take(const std::string& tapSink) {
     if (tapSink_ == tapSink || connection_.context() == nullptr) return;
-    tapSink_ = tapSink;
     const std::string current = mirror_.serverDefaultName();
-    const auto currentSink = mirror_.sinkNamed(current);
-    std::string user = current;
-    // A server that kept a tap as its configured default (after a crash of ours or its own) makes
-    // the new tap the default the moment it appears; the user's choice is then what we remember,
-    // or the first real output.
-    if (!currentSink || currentSink->tapOwner) {
-        user = !userSink_.empty() && mirror_.sinkNamed(userSink_) ? userSink_ : fallbackSink();
-    }
-    if (user.empty()) {
-        tapSink_.clear();
-        return;
-    }
+    const std::string user = userSinkAtTakeover(current, mirror_.sinks(), userSink_);
+    if (user.empty()) return;
+    tapSink_ = tapSink;
     hold(user);
     if (current != tapSink_) setServerDefault(tapSink_);
 }
@@ -66,12 +42,10 @@ void DefaultTakeover::giveBack(const std::string& tapSink) {
 
 void DefaultTakeover::serverInfoStored() {
     if (tapSink_.empty()) return;
-    const std::string current = mirror_.serverDefaultName();
-    if (current == tapSink_) return;
-    const auto chosen = mirror_.sinkNamed(current);
-    if (!chosen || chosen->tapOwner) return;
-    if (current == userSink_ && clock_() - lastRequest_ < kEchoWindow) return;
-    hold(current);
+    const auto chosen = userChoiceIn(mirror_.serverDefaultName(), mirror_.sinks(), tapSink_,
+                                     userSink_, clock_() - lastRequest_);
+    if (!chosen) return;
+    hold(*chosen);
     setServerDefault(tapSink_);
 }
 
@@ -79,7 +53,7 @@ void DefaultTakeover::sinkRemoved() {
     if (tapSink_.empty() || mirror_.sinkNamed(userSink_)) return;
     // The user's output was pulled while the tap stood in for it, so the server chose none in its
     // place: the next real output becomes the user's.
-    const std::string next = fallbackSink();
+    const std::string next = firstRealSink(mirror_.sinks());
     if (!next.empty()) hold(next);
 }
 

@@ -44,8 +44,6 @@ class DefaultTakeover {
     const std::string& userSink() const { return userSink_; }
 
   private:
-    // The output a user would choose when theirs is gone or was never known: the first real one.
-    std::string fallbackSink() const;
     void hold(const std::string& userSink);
     void setServerDefault(const std::string& sink);
 
