@@ -24,7 +24,7 @@ class DesktopPanelTest : public SorixOnPrivateServer {
         const std::string missing = DesktopRig::missingPrograms();
         if (!missing.empty()) GTEST_SKIP() << "needs " << missing;
         std::filesystem::create_directories(server.folder() / "desktop");
-        ASSERT_TRUE(rig.start()) << "no desktop";
+        ASSERT_TRUE(rig.start()) << "no desktop on " << rig.display();
         ASSERT_EQ(
             server.run("sox -q -n -r 48000 -c 2 -b 16 " + (server.folder() / "tone.wav").string() +
                        " synth 90 sine 1000 vol " + std::to_string(kTone)),

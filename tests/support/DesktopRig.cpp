@@ -3,6 +3,7 @@
 #include <array>
 #include <csignal>
 #include <cstdio>
+#include <fstream>
 #include <sstream>
 
 #include "PrivateSoundServer.h"
@@ -46,7 +47,7 @@ DesktopRig::~DesktopRig() {
 
 std::string DesktopRig::missingPrograms() {
     std::string missing;
-    for (const char* program : {"Xvfb", "openbox", "trayer", "xdotool", "import"}) {
+    for (const char* program : {"Xvfb", "openbox", "trayer", "xdotool", "xprop", "import"}) {
         if (std::system(("command -v " + std::string(program) + " >/dev/null 2>&1").c_str()) != 0)
             missing.append(missing.empty() ? "" : " ").append(program);
     }
@@ -64,14 +65,27 @@ bool DesktopRig::start() {
                 "-nolisten", "tcp"},
             folder_ / "xvfb.log");
         const std::string socket = "/tmp/.X11-unix/X" + std::to_string(number);
+        // Another rig may take the same number at the same moment: the display is ours only if
+        // the lock names our server, which then runs on.
+        const auto ours = [&, lock = "/tmp/.X" + std::to_string(number) + "-lock"] {
+            std::ifstream file(lock);
+            pid_t owner = 0;
+            return file >> owner && owner == server->pid();
+        };
         if (eventually(10, [&] { return std::filesystem::exists(socket) || !server->running(); }) &&
-            server->running())
+            ours() && server->running())
             xvfb_ = std::move(server);
     }
     if (!xvfb_) return false;
     const std::vector<std::string> environment = {"DISPLAY=" + display_};
     windowManager_ = std::make_unique<ChildProcess>(
         std::vector<std::string>{"openbox", "--sm-disable"}, folder_ / "openbox.log", environment);
+    // A tray that maps its window before the window manager runs may be left unmapped by it.
+    if (!eventually(10, [&] {
+            return output("xprop -root _NET_SUPPORTING_WM_CHECK").find("window id") !=
+                   std::string::npos;
+        }))
+        return false;
     // An XEmbed tray, as most X11 panels have, at the top right.
     trayHost_ = std::make_unique<ChildProcess>(
         std::vector<std::string>{"trayer", "--edge", "top", "--align", "right", "--widthtype",
