@@ -2,6 +2,8 @@
 
 #include <cstdlib>
 
+#include "UserPaths.h"
+
 namespace sorix {
 
 std::filesystem::path DesktopServices::settingsFile() {
@@ -31,10 +33,10 @@ DesktopServices::DesktopServices(Options options)
                 options.guarded ? guardianProgram() : std::string()) {}
 
 std::string DesktopServices::guardianProgram() {
+    const auto self = runningProgramPath();
+    if (!self) return {};
+    const std::filesystem::path guardian = self->parent_path() / "sorix-guardian";
     std::error_code error;
-    const std::filesystem::path self = std::filesystem::read_symlink("/proc/self/exe", error);
-    if (error) return {};
-    const std::filesystem::path guardian = self.parent_path() / "sorix-guardian";
     return std::filesystem::exists(guardian, error) ? guardian.string() : std::string();
 }
 

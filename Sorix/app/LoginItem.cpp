@@ -5,6 +5,8 @@
 #include <sstream>
 #include <system_error>
 
+#include "UserPaths.h"
+
 namespace sorix {
 
 namespace {
@@ -28,21 +30,12 @@ LoginItem::LoginItem(std::filesystem::path entry, std::string program)
     : entry_(std::move(entry)), program_(std::move(program)) {}
 
 std::filesystem::path LoginItem::defaultEntryPath() {
-    const char* configHome = std::getenv("XDG_CONFIG_HOME");
-    std::filesystem::path base;
-    if (configHome != nullptr && configHome[0] == '/') {
-        base = configHome;
-    } else {
-        const char* home = std::getenv("HOME");
-        base = std::filesystem::path(home != nullptr ? home : ".") / ".config";
-    }
-    return base / "autostart" / "sorix.desktop";
+    return userConfigHome() / "autostart" / "sorix.desktop";
 }
 
 std::string LoginItem::runningProgram() {
-    std::error_code error;
-    const auto self = std::filesystem::read_symlink("/proc/self/exe", error);
-    return error ? std::string("sorix") : self.string();
+    const auto self = runningProgramPath();
+    return self ? self->string() : std::string("sorix");
 }
 
 std::string LoginItem::entryText() const {

@@ -56,7 +56,7 @@ class EQProcessor {
     // Every change below takes effect whole at the start of the next render block, with the
     // filters restarted from silence. Main thread.
 
-    // Designs the filters for the spec's sample rate; one that is not a positive finite rate
+    // Designs the filters for the render's sample rate; one that is not a positive finite rate
     // keeps the previous design rate.
     void prepare(const RenderSpec& spec);
     // Restarts the filters from silence, as for an unrelated program.

@@ -22,7 +22,7 @@ class LoudnessProcessor {
     // Prepared for 48 kHz, with the envelope at rest.
     LoudnessProcessor();
 
-    // Sets the time constants for the spec's sample rate; one that is not a positive finite
+    // Sets the time constants for the render's sample rate; one that is not a positive finite
     // rate keeps the previous constants. The envelope carries on: a rebuilt pipeline limits on
     // from where the last one left off.
     void prepare(const RenderSpec& spec) noexcept;

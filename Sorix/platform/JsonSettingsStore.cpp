@@ -14,6 +14,8 @@
 #include <sstream>
 #include <thread>
 
+#include "UserPaths.h"
+
 namespace sorix {
 
 namespace {
@@ -128,15 +130,7 @@ JsonSettingsStore::~JsonSettingsStore() = default;
 void JsonSettingsStore::flush() { writer_->flush(); }
 
 std::filesystem::path JsonSettingsStore::defaultPath() {
-    const char* configHome = std::getenv("XDG_CONFIG_HOME");
-    std::filesystem::path base;
-    if (configHome != nullptr && configHome[0] == '/') {
-        base = configHome;
-    } else {
-        const char* home = std::getenv("HOME");
-        base = std::filesystem::path(home != nullptr ? home : ".") / ".config";
-    }
-    return base / "sorix" / "settings.json";
+    return userConfigHome() / "sorix" / "settings.json";
 }
 
 void JsonSettingsStore::removeAbandonedTemporaries() {
