@@ -77,6 +77,8 @@ Item {
                 topPadding: 11
                 spacing: 11
 
+                // The cards cross-fade in one slot. One that is fading out still lies on top for
+                // 200 ms, so only the current card takes clicks.
                 Item {
                     id: cardSlot
                     width: parent.width
@@ -92,6 +94,7 @@ Item {
                                                         && !popover.panel.showEQ
                         opacity: current ? 1 : 0
                         visible: opacity > 0
+                        enabled: current
                         Behavior on opacity { NumberAnimation { duration: 200; easing.type: Easing.InOutQuad } }
                         percentText: popover.panel.percentText
                         subtitle: popover.panel.subtitle
@@ -113,6 +116,7 @@ Item {
                         width: parent.width
                         opacity: popover.panel.showSafeConfirm ? 1 : 0
                         visible: opacity > 0
+                        enabled: popover.panel.showSafeConfirm
                         Behavior on opacity { NumberAnimation { duration: 200; easing.type: Easing.InOutQuad } }
                         onDisableRequested: popover.panel.disableSafeMode()
                         onKeepRequested: popover.panel.keepSafeMode()
@@ -122,6 +126,7 @@ Item {
                         width: parent.width
                         opacity: popover.panel.showEQ && !popover.panel.showSafeConfirm ? 1 : 0
                         visible: opacity > 0
+                        enabled: popover.panel.showEQ && !popover.panel.showSafeConfirm
                         Behavior on opacity { NumberAnimation { duration: 200; easing.type: Easing.InOutQuad } }
                         onBack: popover.panel.closeEQ()
                     }

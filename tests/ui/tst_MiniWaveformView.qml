@@ -94,9 +94,13 @@ Item {
         }
 
         function test_itReadsThePeakAtMostEvery50Ms() {
+            const start = Date.now()
             const made = make(true, true, 0.5)
             wait(500)
-            verify(made.engine.reads <= 10, made.engine.reads + " reads in 0.5 s")
+            // A busy machine may wake the wait late; what counts is the time that really passed.
+            const elapsed = Date.now() - start
+            verify(made.engine.reads <= Math.floor(elapsed / 50) + 1,
+                   made.engine.reads + " reads in " + elapsed + " ms")
             verify(made.engine.reads >= 1)
         }
 
