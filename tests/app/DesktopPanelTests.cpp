@@ -81,11 +81,16 @@ class DesktopPanelTest : public SorixOnPrivateServer {
         ASSERT_TRUE(waitPanel(true)) << "the panel did not open\n" << log();
     }
 
-    // The speakers play the tone boosted by `factor`.
+    // The speakers come to play the tone boosted by `factor`. A second of recording is measured
+    // up to three times: on a loaded machine the server may be a moment late to follow.
     void expectTone(double factor) const {
-        const auto levels = measureSink("speakers");
-        ASSERT_TRUE(levels);
         const double rms = kTone * factor / std::sqrt(2.0);
+        std::optional<Levels> levels;
+        for (int attempt = 0; attempt < 3; ++attempt) {
+            levels = measureSink("speakers");
+            if (levels && std::fabs(levels->rms - rms) <= rms * kTolerance) return;
+        }
+        ASSERT_TRUE(levels);
         EXPECT_NEAR(levels->rms, rms, rms * kTolerance) << log();
     }
 
