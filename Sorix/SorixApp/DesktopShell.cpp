@@ -23,7 +23,11 @@ DesktopShell::DesktopShell(AppDelegate& delegate, QObject* parent)
     : QObject(parent),
       delegate_(delegate),
       actions_(LoginItem(LoginItem::defaultEntryPath(), LoginItem::runningProgram()),
-               SoundSettings(), [] { QCoreApplication::quit(); }) {
+               SoundSettings(), [] { QCoreApplication::quit(); }),
+      outputMenu_(delegate.engineAdaptor(),
+                  [this](const std::vector<OutputMenuItem>& items, QPoint where) {
+                      popUpOutputMenu(items, where);
+                  }) {
     registerPanelQmlTypes();
     const bool compositing = desktopComposites();
     panel_ = std::make_unique<PanelWindow>(compositing);
@@ -31,6 +35,7 @@ DesktopShell::DesktopShell(AppDelegate& delegate, QObject* parent)
     panel_->setInitialProperties({{"panel", QVariant::fromValue(&delegate_.panelState())},
                                   {"engine", QVariant::fromValue(&delegate_.engineAdaptor())},
                                   {"desktop", QVariant::fromValue(&actions_)},
+                                  {"outputMenu", QVariant::fromValue(&outputMenu_)},
                                   {"compositing", compositing},
                                   {"shown", false}});
     panel_->setSource(QUrl(QStringLiteral("qrc:/Sorix/Ui/PanelFrame.qml")));
@@ -85,6 +90,53 @@ void DesktopShell::showPanel() {
         QTimer::singleShot(300, this, [this] { reportLayout(); });
 }
 
+void DesktopShell::popUpOutputMenu(const std::vector<OutputMenuItem>& items, QPoint where) {
+    auto* menu = new QMenu();
+    menu->setAttribute(Qt::WA_DeleteOnClose);
+    for (std::size_t index = 0; index < items.size(); ++index) {
+        const OutputMenuItem& item = items[index];
+        if (item.kind == OutputMenuItem::Kind::separator) {
+            menu->addSeparator();
+            continue;
+        }
+        QAction* action = menu->addAction(QString::fromStdString(item.title));
+        action->setEnabled(item.enabled);
+        if (item.kind != OutputMenuItem::Kind::action) continue;
+        action->setCheckable(true);
+        action->setChecked(item.checked);
+        connect(action, &QAction::triggered, this, [this, index] { outputMenu_.pick(index); });
+    }
+    // The menu takes the focus from the panel; that is no click elsewhere, and the panel has it
+    // back once the menu closes.
+    panel_->setHoldOpen(true);
+    connect(menu, &QMenu::aboutToHide, this, [this] {
+        panel_->setHoldOpen(false);
+        if (panel_->isVisible()) panel_->requestActivate();
+    });
+    menu->popup(where);
+    if (!qEnvironmentVariableIsEmpty("SORIX_PANEL_LAYOUT_FILE")) {
+        QTimer::singleShot(300, menu, [menu] { reportMenu(*menu); });
+    }
+}
+
+void DesktopShell::reportMenu(const QMenu& menu) {
+    nlohmann::json items = nlohmann::json::array();
+    for (QAction* action : menu.actions()) {
+        const QRect area = action->isSeparator() ? QRect() : menu.actionGeometry(action);
+        const QPoint origin = menu.mapToGlobal(area.topLeft());
+        items.push_back({{"title", action->text().toStdString()},
+                         {"separator", action->isSeparator()},
+                         {"checked", action->isChecked()},
+                         {"enabled", action->isEnabled()},
+                         {"x", origin.x()},
+                         {"y", origin.y()},
+                         {"width", area.width()},
+                         {"height", area.height()}});
+    }
+    const QPoint corner = menu.mapToGlobal(QPoint(0, 0));
+    writeReport("menu", {{"x", corner.x()}, {"y", corner.y()}, {"items", items}});
+}
+
 void DesktopShell::reportLayout() const {
     nlohmann::json items = nlohmann::json::object();
     std::vector<const QQuickItem*> pending{panel_->rootObject()};
@@ -104,8 +156,13 @@ void DesktopShell::reportLayout() const {
         for (const QQuickItem* child : item->childItems())
             pending.push_back(child);
     }
-    const std::string file = qEnvironmentVariable("SORIX_PANEL_LAYOUT_FILE").toStdString();
-    std::ofstream(file + ".new") << items.dump(2);
+    writeReport("", items);
+}
+
+void DesktopShell::writeReport(const std::string& suffix, const nlohmann::json& report) {
+    std::string file = qEnvironmentVariable("SORIX_PANEL_LAYOUT_FILE").toStdString();
+    if (!suffix.empty()) file += "." + suffix;
+    std::ofstream(file + ".new") << report.dump(2);
     std::rename((file + ".new").c_str(), file.c_str());
 }
 

@@ -1,11 +1,14 @@
 #pragma once
 
+#include <QMenu>
 #include <QObject>
 #include <QSystemTrayIcon>
 #include <memory>
+#include <nlohmann/json.hpp>
 
 #include "AppDelegate.h"
 #include "DesktopActions.h"
+#include "OutputMenuAdaptor.h"
 #include "PanelWindow.h"
 
 namespace sorix {
@@ -29,9 +32,15 @@ class DesktopShell : public QObject {
     // With SORIX_PANEL_LAYOUT_FILE set, the desktop tests learn from that file where the named
     // parts of the shown panel are on the screen, to click them as a user would.
     void reportLayout() const;
+    // Beside it, in "<file>.menu": the output menu's items and where each is on the screen.
+    static void reportMenu(const QMenu& menu);
+    static void writeReport(const std::string& suffix, const nlohmann::json& report);
+    // The output menu as a native menu; the panel stays open while it is.
+    void popUpOutputMenu(const std::vector<OutputMenuItem>& items, QPoint where);
 
     AppDelegate& delegate_;
     DesktopActions actions_;
+    OutputMenuAdaptor outputMenu_;
     std::unique_ptr<PanelWindow> panel_;
     std::unique_ptr<QSystemTrayIcon> tray_;
     QPoint clickPoint_;

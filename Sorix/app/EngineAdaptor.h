@@ -34,6 +34,7 @@ class EngineAdaptor : public QObject {
     ~EngineAdaptor() override;
 
     TapEngine& engine() { return *engine_; }
+    const std::shared_ptr<TapEngine>& sharedEngine() const { return engine_; }
 
     bool isOn() const;
     bool isActive() const;

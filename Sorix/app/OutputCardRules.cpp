@@ -11,7 +11,9 @@ double volumeAt(double x, double width) {
 }
 
 std::string volumeText(double volume) {
-    return std::to_string(static_cast<long long>(std::trunc(volume * 100))) + "%";
+    // Volumes arrive in single precision: 0.57 is 0.569999993 and must still read 57%. A
+    // ten-thousandth of a percent is far below anything a row can set.
+    return std::to_string(static_cast<long long>(std::trunc(volume * 100 + 1e-4))) + "%";
 }
 
 double delayAt(double x, double width) {

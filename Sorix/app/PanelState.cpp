@@ -130,6 +130,7 @@ void PanelState::appear() {
     applyBoost();
     applyEQ();
     engine_.engine().refreshAvailableOutputs();
+    engine_.engine().refreshDeviceVolumes();
     if (boostActive()) engine_.start();
 }
 

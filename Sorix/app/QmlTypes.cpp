@@ -10,6 +10,7 @@
 #include "EngineAdaptor.h"
 #include "LogoBars.h"
 #include "OutputCardRules.h"
+#include "OutputMenuAdaptor.h"
 #include "PanelState.h"
 
 namespace sorix {
@@ -138,6 +139,8 @@ void registerPanelQmlTypes() {
                                            "the panel state comes from the application");
     qmlRegisterUncreatableType<EngineAdaptor>(uri, 1, 0, "EngineAdaptor",
                                               "the engine comes from the application");
+    qmlRegisterUncreatableType<OutputMenuAdaptor>(uri, 1, 0, "OutputMenuAdaptor",
+                                                  "the output menu comes from the application");
     qmlRegisterUncreatableType<DesktopActions>(uri, 1, 0, "DesktopActions",
                                                "the desktop's actions come from the application");
 }

@@ -80,6 +80,9 @@ class TapEngine : public std::enable_shared_from_this<TapEngine> {
     TapEngine(const TapEngine&) = delete;
     TapEngine& operator=(const TapEngine&) = delete;
 
+    // The queue the engine and its observers run on.
+    MainQueue& mainQueue() const { return mainQueue_; }
+
     // Published state, observable on the main thread.
     const Published<State>& state() const { return state_; }
     const Published<std::vector<OutputDevice>>& availableOutputs() const {

@@ -4,6 +4,11 @@ import QtQuick
 Rectangle {
     id: card
 
+    property string selected: "flat"
+    property var customGains: []
+
+    signal select(string rawValue)
+    signal customGainsChange(var gains)
     signal back()
 
     implicitWidth: 352

@@ -10,6 +10,7 @@ Item {
     required property PanelState panel
     required property EngineAdaptor engine
     required property DesktopActions desktop
+    property OutputMenuAdaptor outputMenu: null
     property bool shown: true
     property bool compositing: false
 
@@ -39,6 +40,7 @@ Item {
         panel: frame.panel
         engine: frame.engine
         desktop: frame.desktop
+        outputMenu: frame.outputMenu
         shown: frame.shown
         rounded: frame.compositing
     }

@@ -12,6 +12,8 @@ Item {
     required property PanelState panel
     required property EngineAdaptor engine
     required property DesktopActions desktop
+    // The output card's menu; none where no menu can open (snapshots).
+    property OutputMenuAdaptor outputMenu: null
     // Whether anyone can see the panel: the level display runs only then.
     property bool shown: true
     // Round corners, where the desktop draws the window's transparency.
@@ -128,16 +130,34 @@ Item {
                         visible: opacity > 0
                         enabled: popover.panel.showEQ && !popover.panel.showSafeConfirm
                         Behavior on opacity { NumberAnimation { duration: 200; easing.type: Easing.InOutQuad } }
+                        selected: popover.panel.eqPreset
+                        customGains: popover.panel.customGains
+                        onSelect: (rawValue) => popover.panel.selectPreset(rawValue)
+                        onCustomGainsChange: (gains) => popover.panel.changeCustomGains(gains)
                         onBack: popover.panel.closeEQ()
                     }
                 }
 
                 OutputDeviceCard {
+                    id: outputCard
+                    objectName: "outputCard"
                     width: parent.width
                     title: popover.engine.outputTitle
                     subtitle: popover.engine.outputSubtitle
                     severalOutputs: popover.engine.severalOutputs
-                    onHeaderClicked: popover.engine.refreshOutputs()
+                    rows: popover.engine.outputRows
+                    tooManyBluetoothOutputs: popover.engine.tooManyBluetoothOutputs
+                    volumesLinked: popover.engine.volumesLinked
+                    showsMenuAnchor: popover.outputMenu !== null
+                    onHeaderClicked: {
+                        if (popover.outputMenu !== null)
+                            popover.outputMenu.open(outputCard.menuAnchor)
+                        else
+                            popover.engine.refreshOutputs()
+                    }
+                    onVolumeChosen: (uid, volume) => popover.engine.setOutputVolume(uid, volume)
+                    onDelayChosen: (uid, delayMs) => popover.engine.setOutputDelay(uid, delayMs)
+                    onLinkToggled: popover.engine.volumesLinked = !popover.engine.volumesLinked
                 }
             }
         }

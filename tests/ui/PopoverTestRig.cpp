@@ -11,6 +11,7 @@ PopoverTestRig::PopoverTestRig() {
 }
 
 PopoverTestRig::~PopoverTestRig() {
+    outputMenu_.reset();
     panel_.reset();
     adaptor_.reset();
     engine_.reset();
@@ -39,7 +40,18 @@ void PopoverTestRig::reset() {
         desktop_ = std::make_unique<DesktopActions>(
             LoginItem(folder_ / "autostart" / "sorix.desktop", "/usr/bin/sorix"),
             SoundSettings([](const std::string&) { return false; }), [] {});
+        outputMenu_ = std::make_unique<OutputMenuAdaptor>(
+            *adaptor_, [this](const std::vector<OutputMenuItem>& items, QPoint where) {
+                menu_ = items;
+                menuPoint_ = where;
+            });
     }
+    for (const AudioObjectID device : addedOutputs_)
+        hardware_->removeDevice(device);
+    addedOutputs_.clear();
+    menu_.clear();
+    engine_->clearOutputSelection();
+    engine_->setVolumesLinked(true);
     hardware_->clearFailures();
     engine_->stop();
     panel_->keepSafeMode();
@@ -70,6 +82,59 @@ QString PopoverTestRig::state() const {
 
 double PopoverTestRig::engineBoost() const {
     return static_cast<double>(engine_->loudness().boost());
+}
+
+void PopoverTestRig::addOutput(const QString& uid, const QString& name, bool bluetooth) {
+    addedOutputs_.push_back(
+        hardware_->addDevice({.uid = uid.toStdString(),
+                              .name = name.toStdString(),
+                              .transport = bluetooth ? Transport::bluetooth : Transport::builtIn}));
+    engine_->refreshAvailableOutputs();
+    queue_.runPending();
+}
+
+void PopoverTestRig::pin(const QString& uid) {
+    engine_->toggleOutput(uid.toStdString());
+    queue_.runPending();
+}
+
+QStringList PopoverTestRig::selection() const {
+    QStringList uids;
+    for (const std::string& uid : engine_->selectedOutputUIDs().get())
+        uids.push_back(QString::fromStdString(uid));
+    return uids;
+}
+
+double PopoverTestRig::outputVolume(const QString& uid) const {
+    const auto& volumes = engine_->deviceVolumes().get();
+    const auto found = volumes.find(uid.toStdString());
+    return found == volumes.end() ? -1.0 : static_cast<double>(found->second);
+}
+
+double PopoverTestRig::outputDelay(const QString& uid) const {
+    const auto& delays = engine_->deviceDelaysMs().get();
+    const auto found = delays.find(uid.toStdString());
+    return found == delays.end() ? 0.0 : found->second;
+}
+
+bool PopoverTestRig::volumesLinked() const { return engine_->volumesLinked().get(); }
+
+QStringList PopoverTestRig::menu() const {
+    QStringList lines;
+    for (const OutputMenuItem& item : menu_) {
+        if (item.kind == OutputMenuItem::Kind::separator) {
+            lines.push_back(QStringLiteral("---"));
+            continue;
+        }
+        lines.push_back((item.checked ? QStringLiteral("[x] ") : QString()) +
+                        QString::fromStdString(item.title));
+    }
+    return lines;
+}
+
+void PopoverTestRig::pickMenuItem(int index) {
+    outputMenu_->pick(static_cast<std::size_t>(index));
+    queue_.runPending();
 }
 
 }  // namespace sorix::testing

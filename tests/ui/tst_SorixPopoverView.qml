@@ -15,6 +15,7 @@ Item {
             panel: rig.panel
             engine: rig.engine
             desktop: rig.desktop
+            outputMenu: rig.outputMenu
         }
     }
 
@@ -72,6 +73,55 @@ Item {
             tryCompare(boostCard, "visible", false)
             clickOn("eqBack")
             tryCompare(boostCard, "visible", true)
+        }
+
+        function outputCard() { return findChild(popover, "outputCard") }
+
+        function test_theOutputRowsFollowTheEngineAndReachIt() {
+            const card = outputCard()
+            tryCompare(card.rows, "length", 1)
+            compare(card.rows[0].name, "Volume")
+            rig.addOutput("dac", "USB DAC", false)
+            rig.pin("speakers")
+            rig.pin("dac")
+            tryCompare(card.rows, "length", 2)
+            compare(card.rows.map(row => row.name), ["Speakers", "USB DAC"])
+            verify(card.severalOutputs)
+            // The rows are laid out, and the card grown to hold them, with the next frame.
+            waitForRendering(popover)
+
+            const bar = findChild(findChild(card, "volumeRow1"), "volumeBar")
+            mouseClick(bar, bar.width * 0.8, bar.height / 2)
+            fuzzyCompare(rig.outputVolume("dac"), 0.8, 1e-6)
+            fuzzyCompare(rig.outputVolume("speakers"), 0.8, 1e-6, "linked volumes follow")
+            tryCompare(card.rows[1], "volume", rig.outputVolume("dac"))
+
+            mouseClick(findChild(card, "linkSwitch"))
+            verify(!rig.volumesLinked())
+            const plus = findChild(findChild(card, "delayRow0"), "delayPlus")
+            mouseClick(plus)
+            compare(rig.outputDelay("speakers"), 10)
+            tryCompare(findChild(findChild(card, "delayRow0"), "delayValue"), "text", "10")
+        }
+
+        function test_theHeaderOpensTheMenuUnderItAndAPickReachesTheEngine() {
+            rig.addOutput("dac", "USB DAC", false)
+            const header = findChild(outputCard(), "outputHeader")
+            mouseClick(header)
+            compare(rig.menu(), [], "the menu opens one turn of the main queue later")
+            rig.advance(0)
+            compare(rig.menu(), ["[x] System Default", "---", "Speakers", "USB DAC", "---",
+                                 "Pick several to play on multiple outputs"])
+            const corner = header.mapToGlobal(0, header.height)
+            compare(rig.menuPoint(), Qt.point(corner.x, corner.y + 4))
+
+            rig.pickMenuItem(3)
+            compare(rig.selection(), ["dac"])
+            mouseClick(header)
+            rig.advance(0)
+            compare(rig.menu().slice(0, 4), ["System Default", "---", "Speakers", "[x] USB DAC"])
+            rig.pickMenuItem(0)
+            compare(rig.selection(), [])
         }
 
         function test_aDragOnTheSliderReachesTheEngineAtOnce() {
