@@ -1,14 +1,23 @@
 #include "SnapshotRunner.h"
 
+#include <QEventLoop>
 #include <QImage>
 #include <QQmlEngine>
 #include <QQuickItem>
 #include <QQuickView>
+#include <QTimer>
 #include <cstdio>
 
 #include "QmlTypes.h"
 
 namespace sorix {
+
+namespace {
+
+// Longer than the panel's longest transition.
+constexpr int kSettleMs = 600;
+
+}  // namespace
 
 SnapshotRunner::SnapshotRunner(PanelState& panel, EngineAdaptor& engine, DesktopActions& desktop)
     : panel_(panel), engine_(engine), desktop_(desktop) {}
@@ -27,6 +36,12 @@ bool SnapshotRunner::render(const QString& path, const std::function<void()>& be
     QImage image;
     if (view.status() == QQuickView::Ready) {
         view.show();
+        // The views settle first: the cards' fades end, the response curve is painted (a
+        // canvas paints on a later turn of the event loop) and the window follows the panel's
+        // final height.
+        QEventLoop settling;
+        QTimer::singleShot(kSettleMs, &settling, &QEventLoop::quit);
+        settling.exec();
         image = view.grabWindow();
     }
     if (image.isNull()) {

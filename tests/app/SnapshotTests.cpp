@@ -64,6 +64,22 @@ TEST_F(SnapshotTest, TheEqualiserCardWithCustomGainsIsDrawnTwiceAsLargeIntoTheGi
     EXPECT_TRUE(stored.value("boostActive", false));
     EXPECT_EQ(stored.value("eqPreset", ""), "custom");
     EXPECT_EQ(stored.value("customEQGains", ""), "4,2,-2,1,3,5");
+
+    // The card with its custom band sliders stands taller than the boost card, and the whole
+    // panel is in the picture, the footer included: the window followed the card's height.
+    const auto boostPicture = folder / "boost.png";
+    ASSERT_EQ(snapshot({boostPicture.string()}).status, 0);
+    const QImage boost(QString::fromStdString(boostPicture.string()));
+    EXPECT_GT(image.height(), boost.height() + 200);
+    const auto lastRowLit = [](const QImage& picture) {
+        for (int y = picture.height() - 1; y >= 0; --y) {
+            for (int x = 0; x < picture.width(); ++x) {
+                if (qGray(picture.pixel(x, y)) > 128) return picture.height() - y;
+            }
+        }
+        return picture.height();
+    };
+    EXPECT_EQ(lastRowLit(image), lastRowLit(boost)) << "the footer ends both pictures alike";
 }
 
 TEST_F(SnapshotTest, AFolderThatIsNotThereStillReportsSuccessAndAPresetWithoutNameIsFlat) {
