@@ -19,6 +19,12 @@
 
 namespace sorix {
 
+namespace {
+
+constexpr int kLayoutReportMs = 250;
+
+}  // namespace
+
 DesktopShell::DesktopShell(AppDelegate& delegate, QObject* parent)
     : QObject(parent),
       delegate_(delegate),
@@ -44,6 +50,15 @@ DesktopShell::DesktopShell(AppDelegate& delegate, QObject* parent)
     connect(panel_.get(), &QWindow::visibleChanged, this, [this](bool visible) {
         if (auto* root = panel_->rootObject()) root->setProperty("shown", visible);
     });
+
+    if (!qEnvironmentVariableIsEmpty("SORIX_PANEL_LAYOUT_FILE")) {
+        // The cards change under the tests' clicks, so where things are is told again and again.
+        auto* reports = new QTimer(this);
+        connect(reports, &QTimer::timeout, this, [this] {
+            if (panel_->isVisible()) reportLayout();
+        });
+        reports->start(kLayoutReportMs);
+    }
 
     if (!QSystemTrayIcon::isSystemTrayAvailable()) {
         panel_->setDismissible(false);
@@ -86,8 +101,6 @@ void DesktopShell::showPanel() {
     const int margin =
         panel_->rootObject() != nullptr ? panel_->rootObject()->property("margin").toInt() : 0;
     panel_->present(panelPosition() - QPoint(margin, margin));
-    if (!qEnvironmentVariableIsEmpty("SORIX_PANEL_LAYOUT_FILE"))
-        QTimer::singleShot(300, this, [this] { reportLayout(); });
 }
 
 void DesktopShell::popUpOutputMenu(const std::vector<OutputMenuItem>& items, QPoint where) {
