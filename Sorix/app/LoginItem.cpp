@@ -45,7 +45,7 @@ std::string LoginItem::entryText() const {
          << "Name=Sorix\n"
          << "Comment=Louder, equalised sound on every speaker\n"
          << "Exec=" << quotedExec(program_) << "\n"
-         << "Icon=sorix\n"
+         << "Icon=org.sorix.Sorix\n"
          << "Terminal=false\n"
          << "X-GNOME-Autostart-enabled=true\n"
          << kEntryMarker << "\n";

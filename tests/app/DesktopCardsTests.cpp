@@ -61,7 +61,7 @@ class DesktopCardsTest : public DesktopPanelFixture {
     }
 
     void click(const std::string& name) {
-        const auto found = part(name);
+        const auto found = settledPart(name);
         ASSERT_TRUE(found) << name << " is not on the panel";
         rig.click(found->centreX(), found->centreY());
     }
@@ -95,7 +95,7 @@ TEST_P(DesktopCardsTest, PresetsAndACustomBandChangeWhatTheSpeakersPlay) {
     // Custom mode starts from the stored custom gains, flat here; a drag of the 100 Hz band
     // to the top of its slider stores +12 and the speakers follow.
     ASSERT_NO_FATAL_FAILURE(click("preset_custom"));
-    const auto band = part("bandSlider0");
+    const auto band = settledPart("bandSlider0");
     ASSERT_TRUE(band);
     rig.drag(band->centreX(), band->centreY(), band->centreX(), band->y - 20);
     EXPECT_TRUE(eventually(5, [&] {
@@ -165,7 +165,7 @@ TEST_P(DesktopCardsTest, TheOutputMenuPinsASecondOutputAndItsSyncRowHoldsItBack)
         return front.size() > kRate ? median(lagsAlong(front, rear, kRate / 20)) : -1'000'000;
     };
     const int before = lagNow();
-    const auto delayRow = part("delayRow0");
+    const auto delayRow = settledPart("delayRow0");
     ASSERT_TRUE(delayRow);
     // The plus button is the row's last few pixels.
     rig.click(delayRow->x + delayRow->width - 6, delayRow->centreY());

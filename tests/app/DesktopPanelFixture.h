@@ -6,6 +6,7 @@
 #include <cmath>
 #include <nlohmann/json.hpp>
 #include <optional>
+#include <thread>
 
 #include "DesktopRig.h"
 #include "SorixOnPrivateServer.h"
@@ -85,7 +86,7 @@ class DesktopPanelFixture : public SorixOnPrivateServer {
     // its title, check mark, whether it is enabled, and where it is.
     std::optional<nlohmann::json> openOutputMenu() {
         std::filesystem::remove(menuFile());
-        const auto header = part("outputHeader");
+        const auto header = settledPart("outputHeader");
         if (!header) return std::nullopt;
         rig.click(header->centreX(), header->centreY());
         std::optional<nlohmann::json> menu;
@@ -109,6 +110,21 @@ class DesktopPanelFixture : public SorixOnPrivateServer {
             return true;
         }
         return false;
+    }
+
+    // A part that has come to rest: cards slide and fade in, and a click aimed at where a part
+    // was a moment ago lands beside it.
+    std::optional<DesktopRig::Rect> settledPart(const std::string& name) const {
+        std::optional<DesktopRig::Rect> last = part(name);
+        for (int look = 0; look < 20 && last; ++look) {
+            std::this_thread::sleep_for(std::chrono::milliseconds(300));
+            const auto now = part(name);
+            if (now && now->x == last->x && now->y == last->y && now->width == last->width &&
+                now->height == last->height)
+                return now;
+            last = now;
+        }
+        return last;
     }
 
     void openPanel(const DesktopRig::Rect& icon) {
