@@ -18,6 +18,8 @@ packages=(
     # The panel's tests: views under Qt Quick Test, and a desktop under Xvfb with a tray.
     qml6-module-qttest xvfb openbox trayer xdotool x11-utils imagemagick
     sox
+    # Installing and packaging: manual pages, icons, and the checks of what gets installed.
+    help2man librsvg2-bin desktop-file-utils appstream file dpkg-dev lintian
 )
 
 # The tests run Sorix under a comma-decimal locale as well.

@@ -13,6 +13,13 @@ cmake -S . -B build -DCMAKE_BUILD_TYPE=Release -DSORIX_WERROR=ON >/dev/null
 cmake --build build -j"$jobs"
 ctest --test-dir build -j"$jobs" --output-on-failure
 
+echo "== The Debian package =="
+(cd build && rm -f sorix_*.deb && cpack -G DEB >/dev/null)
+package="$(ls build/sorix_*.deb)"
+dpkg-deb --info "$package"
+dpkg-deb --contents "$package"
+bash tests/install/check-package.sh "$package"
+
 # This build leaves out the AVX2 copies of the render path, so the baseline copy is tested too.
 echo "== Render core under AddressSanitizer and UndefinedBehaviorSanitizer, baseline machine =="
 cmake -S . -B build-asan -DCMAKE_BUILD_TYPE=RelWithDebInfo -DSORIX_WERROR=ON \
