@@ -5,18 +5,11 @@
 #include "BoostCardRules.h"
 #include "BoostRange.h"
 #include "EQControls.h"
+#include "QtText.h"
 #include "SettingsKeys.h"
 #include "SorixRuntime.h"
 
 namespace sorix {
-
-namespace {
-
-QString qString(std::string_view text) {
-    return QString::fromUtf8(text.data(), static_cast<qsizetype>(text.size()));
-}
-
-}  // namespace
 
 PanelState::PanelState(SettingsStore& settings, EngineAdaptor& engine, QObject* parent)
     : QObject(parent), settings_(settings), engine_(engine) {

@@ -12,6 +12,7 @@
 #include "OutputCardRules.h"
 #include "OutputMenuAdaptor.h"
 #include "PanelState.h"
+#include "QtText.h"
 
 namespace sorix {
 
@@ -43,14 +44,6 @@ QVariantList PanelRules::logoBars() const {
 }
 
 double PanelRules::logoDesignSize() const { return LogoBars::designSize; }
-
-namespace {
-
-QString qString(std::string_view text) {
-    return QString::fromUtf8(text.data(), static_cast<qsizetype>(text.size()));
-}
-
-}  // namespace
 
 QVariantList PanelRules::presets() const {
     QVariantList presets;

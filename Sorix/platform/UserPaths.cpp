@@ -5,7 +5,7 @@
 namespace sorix {
 
 std::filesystem::path userConfigHome() {
-    // The base directory specification ignores a relative value.
+    // A relative XDG_CONFIG_HOME is invalid and counts as unset, as desktops treat it.
     const char* configHome = std::getenv("XDG_CONFIG_HOME");
     if (configHome != nullptr && configHome[0] == '/') return configHome;
     const char* home = std::getenv("HOME");

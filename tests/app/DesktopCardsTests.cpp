@@ -60,6 +60,19 @@ class DesktopCardsTest : public DesktopPanelFixture {
         return nlohmann::json::parse(file, nullptr, false);
     }
 
+    // The speakers come to play the low tone more than `liftDB` louder, over the high one, than
+    // `flat` did.
+    void expectLowLifted(double flat, double liftDB) const {
+        std::optional<double> measured;
+        EXPECT_TRUE(eventually(5,
+                               [&] {
+                                   measured = lowOverHighDB();
+                                   return measured && *measured > flat + liftDB;
+                               }))
+            << "the low tone over the high one: " << measured.value_or(-99) << " dB\n"
+            << log();
+    }
+
     void click(const std::string& name) {
         const auto found = settledPart(name);
         ASSERT_TRUE(found) << name << " is not on the panel";
@@ -82,14 +95,7 @@ TEST_P(DesktopCardsTest, PresetsAndACustomBandChangeWhatTheSpeakersPlay) {
     ASSERT_NO_FATAL_FAILURE(click("preset_bass"));
     EXPECT_TRUE(eventually(5, [&] { return settings().value("eqPreset", "") == "bass"; }));
     // The bass shelf lifts 60 Hz by about 9 dB and leaves 2 kHz within a decibel.
-    std::optional<double> bass;
-    EXPECT_TRUE(eventually(5,
-                           [&] {
-                               bass = lowOverHighDB();
-                               return bass && *bass > *flat + 7;
-                           }))
-        << "the low tone over the high one: " << bass.value_or(-99) << " dB\n"
-        << log();
+    expectLowLifted(*flat, 7);
     rig.screenshot(shots() / "3-equaliser-bass.png");
 
     // Custom mode starts from the stored custom gains, flat here; a drag of the 100 Hz band
@@ -103,14 +109,7 @@ TEST_P(DesktopCardsTest, PresetsAndACustomBandChangeWhatTheSpeakersPlay) {
         return stored.value("eqPreset", "") == "custom" &&
                stored.value("customEQGains", "").rfind("12.0,0.0,", 0) == 0;
     })) << settings().dump();
-    std::optional<double> custom;
-    EXPECT_TRUE(eventually(5,
-                           [&] {
-                               custom = lowOverHighDB();
-                               return custom && *custom > *flat + 9;
-                           }))
-        << "the low tone over the high one: " << custom.value_or(-99) << " dB\n"
-        << log();
+    expectLowLifted(*flat, 9);
     rig.screenshot(shots() / "4-equaliser-custom.png");
     terminate(*sorix);
 }
