@@ -13,8 +13,17 @@
 //   sorix_monitor_analysis gaps PREFIX.N [--skip SECONDS]
 //       every run of at least 2 ms (96 frames) of near silence (below 0.01) on the left channel,
 //       which carries a continuous tone: one line "SECONDS LENGTH_MS" each
+//   sorix_monitor_analysis sine PREFIX.N [--skip SECONDS]
+//       follows the continuous 47 Hz sine on the left channel: "drift PPM discontinuities N",
+//       how much faster the source ran than the sink, then one line "SECONDS FRAMES" for each
+//       skip (+) or gap (-)
+//   sorix_monitor_analysis sine-offset FROM TO [--skip SECONDS]
+//       how far TO plays the same sine behind FROM, on one timeline: "first min median max
+//       last" in ms, known up to one period of the sine (21.3 ms), so near zero for outputs
+//       meant to play in step
 //
 // PREFIX.N names a recording without its .f32, .reads or .reports ending.
+#include <algorithm>
 #include <cmath>
 #include <cstdio>
 #include <cstdlib>
@@ -23,6 +32,7 @@
 
 #include "MonitorMeasures.h"
 #include "MonitorTimeline.h"
+#include "SineTrack.h"
 
 namespace {
 
@@ -36,7 +46,9 @@ int usage() {
                  "usage: sorix_monitor_analysis align PREFIX.N...\n"
                  "       sorix_monitor_analysis offset FROM TO\n"
                  "       sorix_monitor_analysis clicks FROM TO [--align arrival|server]\n"
-                 "       sorix_monitor_analysis gaps PREFIX.N [--skip SECONDS]\n");
+                 "       sorix_monitor_analysis gaps PREFIX.N [--skip SECONDS]\n"
+                 "       sorix_monitor_analysis sine PREFIX.N [--skip SECONDS]\n"
+                 "       sorix_monitor_analysis sine-offset FROM TO [--skip SECONDS]\n");
     return 2;
 }
 
@@ -113,6 +125,64 @@ int gaps(const std::string& prefix, double skipSeconds) {
     return 0;
 }
 
+constexpr double kSineFrequency = 47;
+
+int sine(const std::string& prefix, double skipSeconds) {
+    Recording recording;
+    if (!load(prefix, recording)) return 1;
+    const auto blocks = sorix::bench::trackSine(recording, 0, kSineFrequency,
+                                                static_cast<std::size_t>(skipSeconds * kRate));
+    const auto found = sorix::bench::discontinuities(blocks);
+    std::printf("drift %.1f discontinuities %zu\n", sorix::bench::driftPpm(blocks), found.size());
+    for (const auto& jump : found)
+        std::printf("%.3f %.2f\n", static_cast<double>(jump.frame) / kRate, jump.frames);
+    return 0;
+}
+
+int sineOffset(const std::string& fromPrefix, const std::string& toPrefix, double skipSeconds) {
+    Recording from;
+    Recording to;
+    if (!load(fromPrefix, from) || !load(toPrefix, to)) return 1;
+    const StartTime fromStart = startTime(from, Alignment::server);
+    const StartTime toStart = startTime(to, Alignment::server);
+    if (!fromStart.valid() || !toStart.valid()) return 1;
+    // TO's frame m passed its sink when FROM's frame m + shift passed its own.
+    const double shift = (toStart.ns - fromStart.ns) / 1e9 * kRate;
+    const auto skip = static_cast<std::size_t>(skipSeconds * kRate);
+    const auto fromBlocks = sorix::bench::trackSine(from, 0, kSineFrequency, skip);
+    const auto toBlocks = sorix::bench::trackSine(to, 0, kSineFrequency, 0);
+    if (fromBlocks.empty() || toBlocks.empty()) return 1;
+    const double period = kRate / kSineFrequency;
+    constexpr double blockFrames = 2048;  // trackSine's, from frame 0
+    std::vector<double> offsets;
+    for (const auto& block : fromBlocks) {
+        const double m = static_cast<double>(block.firstFrame) - shift;
+        const double index = std::round(m / blockFrames);
+        if (index < 0 || index >= static_cast<double>(toBlocks.size())) continue;
+        const auto& other = toBlocks[static_cast<std::size_t>(index)];
+        // The source frame each plays at that moment; FROM's less TO's is how far TO is behind.
+        const double behind = (static_cast<double>(block.firstFrame) + block.lead) -
+                              (static_cast<double>(other.firstFrame) + shift + other.lead);
+        offsets.push_back(behind - period * std::round(behind / period));
+    }
+    if (offsets.empty()) return 1;
+    std::vector<double> sorted = offsets;
+    std::sort(sorted.begin(), sorted.end());
+    const double ms = 1e3 / kRate;
+    std::printf("%.3f %.3f %.3f %.3f %.3f\n", offsets.front() * ms, sorted.front() * ms,
+                sorted[sorted.size() / 2] * ms, sorted.back() * ms, offsets.back() * ms);
+    return 0;
+}
+
+// "--skip SECONDS" at arguments[at], if there.
+bool skipOption(const std::vector<std::string>& arguments, std::size_t at, double& skip) {
+    skip = 0.0;
+    if (arguments.size() == at) return true;
+    if (arguments.size() != at + 2 || arguments[at] != "--skip") return false;
+    skip = std::strtod(arguments[at + 1].c_str(), nullptr);
+    return skip >= 0.0 && skip < 36000.0;
+}
+
 }  // namespace
 
 int main(int argc, char** argv) {
@@ -142,5 +212,10 @@ int main(int argc, char** argv) {
         }
         return gaps(arguments[1], skip);
     }
+    double skip = 0.0;
+    if (command == "sine" && arguments.size() >= 2 && skipOption(arguments, 2, skip))
+        return sine(arguments[1], skip);
+    if (command == "sine-offset" && arguments.size() >= 3 && skipOption(arguments, 3, skip))
+        return sineOffset(arguments[1], arguments[2], skip);
     return usage();
 }

@@ -1,0 +1,43 @@
+// Following a continuous sine through a recording, to the fraction of a frame: which frame of the
+// source each stretch plays, so that a skip, a gap or a repeat shows as a jump, and a clock that
+// runs apart from the source's as a slope.
+#pragma once
+
+#include <cstddef>
+#include <vector>
+
+#include "MonitorTimeline.h"
+
+namespace sorix::bench {
+
+struct SineBlock {
+    std::size_t firstFrame;  // in the recording
+    // How far the source runs ahead of the recording here, in frames: the sine's phase, unwrapped
+    // from block to block. Known up to one period of the sine for the first block.
+    double lead;
+    double amplitude;
+    double residual;  // the RMS of what the fitted sine leaves, relative to its amplitude
+};
+
+// Fits a sine of `frequency` Hz to each block of `blockFrames` frames of `channel`, from
+// `fromFrame` on.
+std::vector<SineBlock> trackSine(const Recording& recording, int channel, double frequency,
+                                 std::size_t fromFrame, std::size_t blockFrames = 2048);
+
+struct Discontinuity {
+    std::size_t frame;  // the block where it happened
+    double frames;      // how far the sound jumped: + skipped ahead, - held back (a gap)
+};
+
+// Every block whose lead leaves the straight line through the two before it by more than
+// `toleranceFrames`, whose amplitude falls below half the run's median, or whose fit leaves more
+// than `maxResidual`; a run of such blocks is one discontinuity.
+std::vector<Discontinuity> discontinuities(const std::vector<SineBlock>& blocks,
+                                           double toleranceFrames = 0.25,
+                                           double maxResidual = 0.01);
+
+// How much faster the source ran than the recording, in parts per million: the slope of the lead
+// over the run, by least squares.
+double driftPpm(const std::vector<SineBlock>& blocks);
+
+}  // namespace sorix::bench
