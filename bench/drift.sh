@@ -22,17 +22,7 @@ if ! [[ "$minutes" =~ ^[0-9]+$ && "$minutes" -ge 1 ]]; then
     exit 2
 fi
 seconds=$((minutes * 60))
-sorix="${SORIX_BIN:-build/bin/sorix}"
-servers="${SORIX_BENCH_SERVERS:-pulseaudio pipewire}"
-recorder=build/bench/monitors/sorix_monitor_recorder
-analysis=build/bench/monitors/sorix_monitor_analysis
-for tool in "$sorix" "$recorder" "$analysis"; do
-    [ -x "$tool" ] || {
-        echo "$tool is missing: cmake --build build --target sorix sorix_monitor_recorder" \
-            "sorix_monitor_analysis" >&2
-        exit 1
-    }
-done
+source bench/monitor-tools.sh
 # The start (the tap's first pieces, the trimmer's first window, the rate's first steps) is left
 # out of every figure.
 settle_seconds=10

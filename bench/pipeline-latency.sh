@@ -57,17 +57,7 @@ if ! [[ "$seconds" =~ ^[0-9]+$ && "$seconds" -ge 10 ]]; then
     echo "usage: bash bench/pipeline-latency.sh [--validate] [SECONDS >= 10]" >&2
     exit 2
 fi
-sorix="${SORIX_BIN:-build/bin/sorix}"
-servers="${SORIX_BENCH_SERVERS:-pulseaudio pipewire}"
-recorder=build/bench/monitors/sorix_monitor_recorder
-analysis=build/bench/monitors/sorix_monitor_analysis
-for tool in "$sorix" "$recorder" "$analysis"; do
-    [ -x "$tool" ] || {
-        echo "$tool is missing: cmake --build build --target sorix sorix_monitor_recorder" \
-            "sorix_monitor_analysis" >&2
-        exit 1
-    }
-done
+source bench/monitor-tools.sh
 start_seconds=3
 
 work="$(mktemp -d /tmp/sorix-latency-XXXXXX)"

@@ -73,14 +73,22 @@ int align(const std::vector<std::string>& prefixes) {
     return 0;
 }
 
+// How many seconds after FROM's first frame TO's first frame passed its sink, by the server's
+// reports; false when either recording has none to go by.
+bool startsApart(const Recording& from, const Recording& to, double& seconds) {
+    const StartTime fromStart = startTime(from, Alignment::server);
+    const StartTime toStart = startTime(to, Alignment::server);
+    if (!fromStart.valid() || !toStart.valid()) return false;
+    seconds = (toStart.ns - fromStart.ns) / 1e9;
+    return true;
+}
+
 int offset(const std::string& fromPrefix, const std::string& toPrefix) {
     Recording from;
     Recording to;
-    if (!load(fromPrefix, from) || !load(toPrefix, to)) return 1;
-    const StartTime fromStart = startTime(from, Alignment::server);
-    const StartTime toStart = startTime(to, Alignment::server);
-    if (!fromStart.valid() || !toStart.valid()) return 1;
-    std::printf("%.6f\n", (toStart.ns - fromStart.ns) / 1e9);
+    double seconds = 0;
+    if (!load(fromPrefix, from) || !load(toPrefix, to) || !startsApart(from, to, seconds)) return 1;
+    std::printf("%.6f\n", seconds);
     return 0;
 }
 
@@ -142,18 +150,16 @@ int sine(const std::string& prefix, double skipSeconds) {
 int sineOffset(const std::string& fromPrefix, const std::string& toPrefix, double skipSeconds) {
     Recording from;
     Recording to;
-    if (!load(fromPrefix, from) || !load(toPrefix, to)) return 1;
-    const StartTime fromStart = startTime(from, Alignment::server);
-    const StartTime toStart = startTime(to, Alignment::server);
-    if (!fromStart.valid() || !toStart.valid()) return 1;
+    double apart = 0;
+    if (!load(fromPrefix, from) || !load(toPrefix, to) || !startsApart(from, to, apart)) return 1;
     // TO's frame m passed its sink when FROM's frame m + shift passed its own.
-    const double shift = (toStart.ns - fromStart.ns) / 1e9 * kRate;
+    const double shift = apart * kRate;
     const auto skip = static_cast<std::size_t>(skipSeconds * kRate);
     const auto fromBlocks = sorix::bench::trackSine(from, 0, kSineFrequency, skip);
     const auto toBlocks = sorix::bench::trackSine(to, 0, kSineFrequency, 0);
     if (fromBlocks.empty() || toBlocks.empty()) return 1;
     const double period = kRate / kSineFrequency;
-    constexpr double blockFrames = 2048;  // trackSine's, from frame 0
+    constexpr auto blockFrames = static_cast<double>(sorix::bench::kSineBlockFrames);
     std::vector<double> offsets;
     for (const auto& block : fromBlocks) {
         const double m = static_cast<double>(block.firstFrame) - shift;

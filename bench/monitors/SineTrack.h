@@ -19,10 +19,14 @@ struct SineBlock {
     double residual;  // the RMS of what the fitted sine leaves, relative to its amplitude
 };
 
+// About two periods of the benches' 47 Hz sine: long enough for a steady phase, short enough to
+// place a jump closely.
+constexpr std::size_t kSineBlockFrames = 2048;
+
 // Fits a sine of `frequency` Hz to each block of `blockFrames` frames of `channel`, from
 // `fromFrame` on.
 std::vector<SineBlock> trackSine(const Recording& recording, int channel, double frequency,
-                                 std::size_t fromFrame, std::size_t blockFrames = 2048);
+                                 std::size_t fromFrame, std::size_t blockFrames = kSineBlockFrames);
 
 struct Discontinuity {
     std::size_t frame;  // the block where it happened
