@@ -22,6 +22,12 @@ struct PipelineTiming {
     double lowestQueueSeconds;
     // Below this on every report of a window, an output's queue is refilled before it runs dry.
     double refillBelowSeconds;
+    // The playback streams' target length, which is only the yardstick of their queues: a queue
+    // longer than this reads as this long. PulseAudio's timer-driven sinks (null sinks among
+    // them) may have planned up to two seconds ahead when an output joins them, and then take
+    // nothing for as long while the output's queue grows; the yardstick must be longer than
+    // that for the trimmer to see the whole queue and skip it.
+    double queueYardstickSeconds;
 
     static PipelineTiming forServer(bool pipeWire) {
         constexpr double kPipeWireCycle = 512.0 / 48000.0;
@@ -30,8 +36,8 @@ struct PipelineTiming {
         // about 80 parts per million faster than the tap. 10 ms is whole microseconds at every
         // common rate.
         constexpr double kPulseAudioRequest = 0.010;
-        if (pipeWire) return {kPipeWireCycle, kPipeWireCycle, 0.010, 0.005};
-        return {0.020, kPulseAudioRequest, 0.012, 0.006};
+        if (pipeWire) return {kPipeWireCycle, kPipeWireCycle, 0.010, 0.005, 0.100};
+        return {0.020, kPulseAudioRequest, 0.012, 0.006, 2.5};
     }
 };
 

@@ -105,13 +105,7 @@ TEST_P(ContentTest, StartingWhileMusicPlaysLosesAtMostATenthOfASecondOfIt) {
     const TimeCodeReport report = TimeCodeAnalyser(code).analyse(recording);
     ASSERT_TRUE(report.heard());
     std::cout << "lost at the start: " << report.milliseconds(report.lostFrames()) << " ms\n";
-    // PulseAudio's null sinks, which stand in for the speakers here, play a stream's audio
-    // ahead by the stream's own buffer (two seconds for paplay) and cannot take it back when the
-    // stream moves, as a sound card's sink does; so on them the start loses what they played
-    // ahead, whatever Sorix does.
-    if (GetParam() == SoundServerKind::pipeWire) {
-        EXPECT_LE(report.milliseconds(report.lostFrames()), 100) << describe(report);
-    }
+    EXPECT_LE(report.milliseconds(report.lostFrames()), 100) << describe(report);
     EXPECT_LE(unboostedAfterTakeoverMs(report, recording, code), 20) << describe(report);
     terminate(*sorix);
 }
@@ -150,17 +144,13 @@ TEST_P(ContentTest, SwitchingTheDefaultOutputKeepsTheStreamAndItsQueue) {
     }
     // The tap and the stream stay where they are, so the stream's own queue is never lost;
     // what a switch still loses is what the tap plays while one output's pipeline gives way to
-    // the next, a few tens of milliseconds. PulseAudio itself moves the streams that play on the
-    // default output to the new one, the tap's among them, before Sorix can take them back; a
-    // null sink then plays ahead what it was given and cannot take it back, so there a switch
-    // may lose a stream's whole buffer.
+    // the next, and on PulseAudio what the new default's sink drops of the stream while the
+    // server moves it there for a moment before Sorix takes the default back: a few tens of
+    // milliseconds.
     std::cout << "lost over four switches: " << lost * 1000.0 / kRate << " ms\n";
-    if (GetParam() == SoundServerKind::pipeWire) {
-        EXPECT_LE(lost * 1000.0 / kRate, 4 * kMostLostAtASwitchMs)
-            << "speakers:\n"
-            << describe(first) << "usb_dac:\n"
-            << describe(second) << log();
-    }
+    EXPECT_LE(lost * 1000.0 / kRate, 4 * kMostLostAtASwitchMs) << "speakers:\n"
+                                                               << describe(first) << "usb_dac:\n"
+                                                               << describe(second) << log();
     terminate(*sorix);
 }
 

@@ -7,10 +7,6 @@ namespace sorix::pulse {
 
 namespace {
 
-// The playback streams' target length: only the yardstick of their queues (see queuedSeconds).
-// With early requests a sink's own latency follows the request size, not this.
-constexpr double kPlaybackHeadroomSeconds = 0.100;
-
 uint32_t bytesFor(double seconds, uint32_t rate, uint32_t channels) {
     const auto frames = static_cast<uint32_t>(seconds * rate);
     return std::max<uint32_t>(frames, 1) * channels * static_cast<uint32_t>(sizeof(float));
@@ -108,7 +104,9 @@ bool AggregateStreams::connect() {
         pa_stream_set_write_callback(stream, &AggregateStreams::onRequested, &outputSlots_[i]);
         pa_buffer_attr attributes{};
         attributes.maxlength = static_cast<uint32_t>(-1);
-        attributes.tlength = bytesFor(kPlaybackHeadroomSeconds, plan_.rate, channels);
+        // With early requests a sink's own latency follows the request size, not the target
+        // length: that is only the yardstick of the queue (see queuedSeconds).
+        attributes.tlength = bytesFor(plan_.timing.queueYardstickSeconds, plan_.rate, channels);
         attributes.minreq = bytesFor(plan_.timing.playbackRequestSeconds, plan_.rate, channels);
         // Without prebuffering an output keeps playing on its sink's clock when a chunk comes
         // late: it plays silence, the late audio is lost rather than played late, and the
@@ -174,11 +172,10 @@ void AggregateStreams::flush(pa_stream* stream) {
 }
 
 void AggregateStreams::startRecording() {
-    // Our recording runs before any stream is moved onto the tap: a null sink plans its blocks by
-    // the latency its listeners ask for, and a corked recording asks nothing, so a stream moved
-    // in first would have the tap plan a long block ahead. Suspending the tap to reset its clock
-    // instead would break the links of the streams on it on PipeWire. The moves go over another
-    // connection, so the server must have started the recording before they are sent.
+    // Our recording runs before any stream is moved onto the tap, so that what the streams play
+    // there from the first moment is recorded rather than played into the tap's monitor unheard.
+    // The moves go over another connection, so the server must have started the recording
+    // before they are sent.
     cork(record_, false, true);
 }
 

@@ -5,6 +5,7 @@
 #include <chrono>
 #include <thread>
 
+#include "PipelineTiming.h"
 #include "TapSinkProperties.h"
 
 namespace sorix::pulse {
@@ -59,6 +60,35 @@ void TapController::unloadModule(uint32_t module, bool wait) {
         }),
         [&](Done& done) { return pa_context_unload_module(context, module, Done::reply, &done); });
     if (wait) connection_.wait(unloading);
+}
+
+void TapController::suspendSink(const std::string& sinkName, bool suspended) {
+    pa_context* context = connection_.context();
+    if (context == nullptr) return;
+    const Operation suspending = connection_.requests().send(
+        context, Done([report = report_, sinkName, suspended](const Outcome& outcome) {
+            if (outcome.failed())
+                report(std::string("could not ") + (suspended ? "suspend " : "resume ") + sinkName +
+                       ": " + outcome.problem());
+        }),
+        [&](Done& done) {
+            return pa_context_suspend_sink_by_name(context, sinkName.c_str(), suspended ? 1 : 0,
+                                                   Done::reply, &done);
+        });
+    connection_.wait(suspending);
+}
+
+void TapController::holdClock(Tap& tap) {
+    // A null sink on PulseAudio renders two seconds ahead the moment it loads, with no listener
+    // to ask for less. Suspended, it forgets that lead, and it resumes with its clock at now and
+    // the anchor's short blocks. PipeWire's null sinks follow its graph's cycles and need none of
+    // this; there a suspend would break the links of the streams on the tap, so only an empty
+    // tap is ever suspended, and only here.
+    suspendSink(tap.sinkName, true);
+    const double fragment = PipelineTiming::forServer(false).recordFragmentSeconds;
+    if (!tap.clock.connect(connection_.context(), tap.sinkName, tap.rate, tap.channels, fragment))
+        report_("could not hold the tap's clock: the server refused a stream");
+    suspendSink(tap.sinkName, false);
 }
 
 // --- Taps of dead owners ---
@@ -161,6 +191,7 @@ OSStatus TapController::create(const TapDescription& description, AudioObjectID&
     }
     tap.sinkIndex = sink->index;
     tap.sinkName = sink->name;
+    if (!mirror_.onPipeWire()) holdClock(tap);
     tap.object = numbers_.next();
     tapID = tap.object;
     taps_[tap.object] = std::move(tap);
@@ -239,8 +270,9 @@ void TapController::releaseRetired() {
     if (tap) release(*tap);
 }
 
-void TapController::release(const Tap& tap) {
+void TapController::release(Tap& tap) {
     Lock lock(connection_);
+    tap.clock.release();
     if (tap.module == kNoIndex || connection_.context() == nullptr) return;
     // The user's default first, then each stream home, then the tap: the server handles our
     // requests in order, so a stream that came to the tap as the default output falls back to
@@ -275,9 +307,11 @@ void TapController::connectionLost() {
     // A server that comes back has none of our modules; never unload its by old numbers.
     defaults_.connectionLost();
     journal_.serverLost();
+    if (retired_) retired_->clock.release();
     retired_.reset();
     refusedMoves_.clear();
     for (auto& [object, tap] : taps_) {
+        tap.clock.release();
         tap.module = kNoIndex;
         tap.sinkIndex = kNoIndex;
         tap.moved.clear();

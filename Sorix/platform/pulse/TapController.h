@@ -15,6 +15,7 @@
 #include "PulseConnection.h"
 #include "ServerMirror.h"
 #include "TakeoverJournal.h"
+#include "TapClockAnchor.h"
 
 namespace sorix::pulse {
 
@@ -51,8 +52,8 @@ class TapController {
     OSStatus destroy(AudioObjectID tap);
     std::optional<Source> sourceWithUUID(const std::string& uuid) const;
     std::optional<AudioStreamBasicDescription> format(AudioObjectID tap) const;
-    // Streams are moved onto the tap of that sink only once its recording runs (a null sink
-    // plans its blocks by the latency its listeners ask for).
+    // Streams are moved onto the tap of that sink only once its recording runs, so that none of
+    // their audio plays unrecorded.
     void startCapture(const std::string& sinkName);
     // Unloads taps whose owner process is gone, so their streams return to real sinks.
     void removeStaleTaps();
@@ -78,6 +79,7 @@ class TapController {
         uint32_t channels = 2;
         bool keepAudible = false;
         bool capturing = false;
+        TapClockAnchor clock;  // PulseAudio only
         std::vector<AudioObjectID> excludedProcesses;
         std::map<uint32_t, std::string> moved;          // sink input -> the sink it came from
         std::map<std::string, uint32_t> audibleCopies;  // original sink -> loopback module
@@ -87,6 +89,11 @@ class TapController {
     std::optional<uint32_t> loadModule(const std::string& name, const std::string& arguments);
     // Loop lock held; waiting only off the server thread.
     void unloadModule(uint32_t module, bool wait);
+    // Loop lock held, off the server thread; returns once the server has done it.
+    void suspendSink(const std::string& sinkName, bool suspended);
+    // Loop lock held, off the server thread: the new tap's clock starts at now and its blocks
+    // stay short from then on.
+    void holdClock(Tap& tap);
     void removeStaleTapsLocked();
     // Main thread: until no tap of a gone owner is left in the mirror, or the timeout passes.
     void waitForStaleTapsGone(double timeoutSeconds) const;
@@ -95,7 +102,7 @@ class TapController {
     std::string freeTapSinkName() const;
     std::optional<AudioObjectID> takeBackRetired(const TapDescription& description, uint32_t rate);
     void releaseRetired();
-    void release(const Tap& tap);  // streams home, then the sink goes
+    void release(Tap& tap);  // streams home, then the sink goes
 
     // Loop lock held (TapCapture.cpp).
     void capture(const SinkInput& input);
