@@ -12,6 +12,7 @@ RateFollower::RateFollower(Settings settings)
       slicesPerStep_(std::clamp<std::size_t>(
           static_cast<std::size_t>(std::lround(settings.stepSeconds / settings.sliceSeconds)), 1,
           kMaxSlices)),
+      target_(settings.targetSeconds),
       streamRate_(static_cast<uint32_t>(std::lround(settings.rate))) {}
 
 void RateFollower::report(double queuedSeconds) {
@@ -32,6 +33,7 @@ void RateFollower::restart() {
     sliceSum_ = 0;
     sliceReadings_ = 0;
     sliceCount_ = 0;
+    targetTaken_ = false;
 }
 
 void RateFollower::closeSlice() {
@@ -50,7 +52,12 @@ double RateFollower::measuredQueue() {
 }
 
 void RateFollower::step() {
-    const double error = measuredQueue() - settings_.targetSeconds;
+    const double measured = measuredQueue();
+    if (settings_.holdsWhereItStarts && !targetTaken_) {
+        target_ = measured;
+        targetTaken_ = true;
+    }
+    const double error = measured - target_;
     sliceCount_ = 0;
     const double bound = settings_.maxDeviation;
     const double wanted = learnt_ + settings_.proportional * error;

@@ -8,10 +8,10 @@ namespace sorix {
 
 // Makes one output's stream follow its sink's clock. The tap runs on one clock and every sink on
 // its own, a few hundred parts per million apart, so an output's queue grows or shrinks steadily.
-// Rather than skip audio or insert silence when it has moved too far, the stream's sample rate is
-// steered a little above or below the nominal one so that its sink takes exactly what the tap
-// delivers and the queue stays at its target. The server resamples; the pitch moves by at most
-// `maxDeviation`, far below what an ear can hear.
+// Rather than skip audio or insert silence when it has moved too far, the output is played a
+// little faster or slower than the tap (by `deviation()`, which the pipeline's interpolator
+// follows) so that its sink takes exactly what the tap delivers and the queue stays at its
+// target. The pitch moves by at most `maxDeviation`, far below what an ear can hear.
 //
 // What it steers by is the queue as it would be if the tap delivered its audio continuously
 // (what is queued when the sink asks for more, plus what the tap has gathered since its last
@@ -23,8 +23,9 @@ namespace sorix {
 // beside it, and it stops learning while the rate is at its bound, so that a backlog the trimmer
 // is about to skip is not learnt as drift.
 //
-// The server takes whole hertz; the fraction left over is carried to the next step, so the rate
-// it plays at averages out to the rate asked for.
+// For a server that resamples the stream itself, `streamRate()` gives the same in whole hertz,
+// the fraction left over carried to the next step so that the rate averages out to the one asked
+// for. Sorix does not let the servers resample: their filters ring above the limiter's ceiling.
 //
 // Everything is plain arithmetic on fixed storage: the calls run on the IO path.
 class RateFollower {
@@ -37,6 +38,10 @@ class RateFollower {
         double maxDeviation = 0.0005;  // of the nominal rate, either way
         double proportional = 0.2;     // deviation per second of queue error
         double integral = 0.01;        // deviation per second of queue error, per second
+        // Whether the queue of the first step after the start or a restart is the target
+        // instead: where another part decides the queue (skipping a backlog, refilling one that
+        // ran low), the follower only keeps it there against the drift.
+        bool holdsWhereItStarts = false;
     };
 
     explicit RateFollower(Settings settings);
@@ -48,6 +53,8 @@ class RateFollower {
     // The queue jumped by a skip or a gap: what was measured before no longer holds. What was
     // learnt of the sink's drift does.
     void restart();
+    // The queue it steers to, in seconds.
+    double targetSeconds() const { return target_; }
 
     // The rate the stream should play at, in whole hertz.
     uint32_t streamRate() const { return streamRate_; }
@@ -69,9 +76,11 @@ class RateFollower {
     std::size_t sliceReadings_ = 0;
     std::array<double, kMaxSlices> slices_{};
     std::size_t sliceCount_ = 0;
-    double learnt_ = 0;     // the integral term: the sink's drift as learnt so far
-    double deviation_ = 0;  // the last deviation asked for
-    double carried_ = 0;    // hertz asked for and not yet given
+    double target_;
+    bool targetTaken_ = false;  // holding where it started, since the last restart
+    double learnt_ = 0;         // the integral term: the sink's drift as learnt so far
+    double deviation_ = 0;      // the last deviation asked for
+    double carried_ = 0;        // hertz asked for and not yet given
     uint32_t streamRate_;
 };
 

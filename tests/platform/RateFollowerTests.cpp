@@ -29,8 +29,9 @@ struct Step {
 class SimulatedOutput {
   public:
     // Starts `offset` seconds above the target, on average over the tap's pieces.
-    explicit SimulatedOutput(double drift, double offset = 0.002)
-        : follower_({.rate = kRate, .targetSeconds = kTarget}),
+    explicit SimulatedOutput(double drift, double offset = 0.002, bool holdsWhereItStarts = false)
+        : follower_(
+              {.rate = kRate, .targetSeconds = kTarget, .holdsWhereItStarts = holdsWhereItStarts}),
           drift_(drift),
           queue_(kTarget + offset + kBlock - kBlockPhase) {}
 
@@ -60,6 +61,7 @@ class SimulatedOutput {
     }
 
     void jump(double seconds) { queue_ += seconds; }
+    void restart() { follower_.restart(); }
     const std::vector<Step>& steps() const { return steps_; }
     const RateFollower& follower() const { return follower_; }
 
@@ -195,6 +197,32 @@ TEST(RateFollowerTest, HoldsItsRateSteadyOnceSettled) {
         settled.begin(), settled.end(),
         [](const Step& a, const Step& b) { return a.streamRate < b.streamRate; });
     EXPECT_LE(high->streamRate - low->streamRate, 1u);
+}
+
+TEST(RateFollowerTest, AskedToHoldTheQueueWhereItStartsItKeepsItThereAfterEveryRestart) {
+    // The trimmer decides where the queue stands; the follower, started 5 ms above its nominal
+    // target, keeps it there against a drift, and after a 4 ms skip and a restart it keeps it at
+    // the new level rather than drifting back.
+    SimulatedOutput output(300e-6, 0.005, true);
+    output.run(120);
+    const auto offsetFromTarget = [](const std::vector<Step>& steps) {
+        double lowest = 1, highest = -1;
+        for (const Step& step : steps) {
+            lowest = std::min(lowest, step.lowestQueue - kTarget);
+            highest = std::max(highest, step.lowestQueue - kTarget);
+        }
+        return std::pair{lowest, highest};
+    };
+    const auto [low, high] = offsetFromTarget(output.stepsAfter(60));
+    EXPECT_GT(low, 0.004);
+    EXPECT_LT(high, 0.006);
+    output.jump(-0.004);
+    output.restart();
+    const double jumpedAt = output.steps().back().time;
+    output.run(120);
+    const auto [lowAfter, highAfter] = offsetFromTarget(output.stepsAfter(jumpedAt + 60));
+    EXPECT_GT(lowAfter, 0.0);
+    EXPECT_LT(highAfter, 0.002);
 }
 
 TEST(RateFollowerTest, ARestartDropsTheMeasurementButKeepsWhatWasLearnt) {

@@ -1,6 +1,9 @@
 // The IO cycle: on the streams' thread, for every chunk recorded from the tap, the block renders
-// it straight into the playback streams' buffers. Real-time code: no lock, no allocation, no log.
+// it for every output, and each output's interpolator plays that into its playback stream's
+// buffer at the rate its follower steers, so that the output follows its sink's clock. Real-time
+// code: no lock, no allocation, no log.
 #include <algorithm>
+#include <chrono>
 
 #include "AggregateStreams.h"
 
@@ -61,21 +64,42 @@ void AggregateStreams::pump() {
 
 void AggregateStreams::requested(std::size_t output) {
     if (!running_.load(std::memory_order_relaxed)) return;
-    trimmer_.report(output,
-                    queuedSeconds(playback_[output],
-                                  plan_.rate * plan_.outputChannels[output] * sizeof(float)));
+    const double queued =
+        queuedSeconds(playback_[output], plan_.rate * plan_.outputChannels[output] * sizeof(float));
+    trimmer_.report(output, queued);
+    // What the tap has gathered since its last piece is on its way: counted in, the queue no
+    // longer moves in whole pieces, and a drift shows as it builds.
+    const std::chrono::duration<double> gathered = std::chrono::steady_clock::now() - lastPiece_;
+    followers_[output].report(queued +
+                              std::min(gathered.count(), 2 * plan_.timing.recordFragmentSeconds));
+}
+
+std::size_t AggregateStreams::inputFitting(std::size_t output, std::size_t outputFrames) const {
+    const RateInterpolator& interpolator = interpolators_[output];
+    auto frames = static_cast<std::size_t>(static_cast<double>(outputFrames) * interpolator.step());
+    while (frames > 0 && interpolator.maxOutputFrames(frames) > outputFrames)
+        --frames;
+    return frames;
 }
 
 std::size_t AggregateStreams::render(const float* input, std::size_t frames) {
-    // Each output's memory comes from its stream, so the render path writes in place.
+    lastPiece_ = std::chrono::steady_clock::now();
+    // Each output's memory comes from its stream, so what the interpolator makes is written in
+    // place; the block renders into the output's own buffer before it.
     for (std::size_t i = 0; i < playback_.size(); ++i) {
-        std::size_t bytes = frames * plan_.outputChannels[i] * sizeof(float);
+        const std::size_t frameBytes = plan_.outputChannels[i] * sizeof(float);
+        std::size_t bytes = interpolators_[i].maxOutputFrames(frames) * frameBytes;
         if (pa_stream_begin_write(playback_[i], &writeAreas_[i], &bytes) < 0) {
             for (std::size_t j = 0; j < i; ++j)
                 pa_stream_cancel_write(playback_[j]);
             return 0;
         }
-        frames = std::min(frames, bytes / (plan_.outputChannels[i] * sizeof(float)));
+        frames = std::min(frames, inputFitting(i, bytes / frameBytes));
+    }
+    if (frames == 0) {
+        for (pa_stream* stream : playback_)
+            pa_stream_cancel_write(stream);
+        return 0;
     }
     inputBuffer_.mNumberChannels = plan_.inputChannels;
     inputBuffer_.mDataByteSize =
@@ -86,27 +110,39 @@ std::size_t AggregateStreams::render(const float* input, std::size_t frames) {
         outputBuffers_[i].mNumberChannels = plan_.outputChannels[i];
         outputBuffers_[i].mDataByteSize =
             static_cast<uint32_t>(frames * plan_.outputChannels[i] * sizeof(float));
-        outputBuffers_[i].mData = writeAreas_[i];
+        outputBuffers_[i].mData = rendered_[i].data();
     }
     const AudioBufferList inputList{1, &inputBuffer_};
     AudioBufferList outputList{static_cast<uint32_t>(outputBuffers_.size()), outputBuffers_.data()};
     block_(inputList, outputList);
     sampleTime_ += static_cast<double>(frames);
-    for (std::size_t i = 0; i < playback_.size(); ++i) {
-        const std::size_t frameBytes = plan_.outputChannels[i] * sizeof(float);
-        const std::size_t skipped = trimmer_.takeSkip(i, frames);
-        if (skipped == frames) {
-            pa_stream_cancel_write(playback_[i]);
-            continue;
-        }
-        // A gap is a seek past the end of the queue; the sink plays the hole as silence.
-        const auto gap = static_cast<int64_t>(trimmer_.takeGap(i) * frameBytes);
-        pa_stream_write(playback_[i], static_cast<char*>(writeAreas_[i]) + skipped * frameBytes,
-                        (frames - skipped) * frameBytes, nullptr, gap, PA_SEEK_RELATIVE);
-    }
+    for (std::size_t i = 0; i < playback_.size(); ++i)
+        play(i, frames);
     trimmer_.advance(frames);
     framesSincePositions_ += frames;
     return frames;
+}
+
+void AggregateStreams::play(std::size_t output, std::size_t frames) {
+    RateInterpolator& interpolator = interpolators_[output];
+    RateFollower& follower = followers_[output];
+    const std::size_t frameBytes = plan_.outputChannels[output] * sizeof(float);
+    auto* area = static_cast<float*>(writeAreas_[output]);
+    const std::size_t made = interpolator.process(rendered_[output].data(), frames, area);
+    follower.advance(frames);
+    interpolator.setStep(1.0 + follower.deviation());
+    const std::size_t skipped = trimmer_.takeSkip(output, made);
+    const std::size_t gap = trimmer_.takeGap(output);
+    // The queue jumps: what the follower measured before no longer holds.
+    if (skipped > 0 || gap > 0) follower.restart();
+    if (skipped == made) {
+        pa_stream_cancel_write(playback_[output]);
+        return;
+    }
+    // A gap is a seek past the end of the queue; the sink plays the hole as silence.
+    pa_stream_write(playback_[output], reinterpret_cast<char*>(area) + skipped * frameBytes,
+                    (made - skipped) * frameBytes, nullptr, static_cast<int64_t>(gap * frameBytes),
+                    PA_SEEK_RELATIVE);
 }
 
 // --- Positions, on the positions timer: the requests are made here, never inside the cycle ---

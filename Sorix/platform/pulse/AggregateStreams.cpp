@@ -47,10 +47,19 @@ AggregateStreams::AggregateStreams(Plan plan, PulseConnection& connection,
                LatencyTrimmer::Settings{.rate = static_cast<double>(plan_.rate),
                                         .targetSeconds = plan_.timing.lowestQueueSeconds,
                                         .floorSeconds = plan_.timing.refillBelowSeconds}),
+      rendered_(plan_.outputs.size(), std::vector<float>(kMaxChunkSamples, 0.0f)),
+      interpolators_(plan_.outputs.size()),
       positionTimer_(connection.api(), [this] { askPositions(); }),
       positionFrames_(plan_.outputs.size()) {
-    for (std::size_t i = 0; i < plan_.outputs.size(); ++i)
+    // The trimmer decides where each queue stands; the follower keeps it there against the drift
+    // of the output's sink.
+    const RateFollower::Settings following{.rate = static_cast<double>(plan_.rate),
+                                           .holdsWhereItStarts = true};
+    for (std::size_t i = 0; i < plan_.outputs.size(); ++i) {
         outputSlots_.push_back({this, i});
+        interpolators_[i].reset(plan_.outputChannels[i]);
+        followers_.emplace_back(following);
+    }
     positionRequests_.reserve(plan_.outputs.size());
 }
 

@@ -3,6 +3,7 @@
 #include <pulse/pulseaudio.h>
 
 #include <atomic>
+#include <chrono>
 #include <functional>
 #include <memory>
 #include <string>
@@ -12,6 +13,8 @@
 #include "LatencyTrimmer.h"
 #include "PipelineTiming.h"
 #include "PulseConnection.h"
+#include "RateFollower.h"
+#include "RateInterpolator.h"
 #include "RenderSpec.h"
 
 namespace sorix::pulse {
@@ -86,6 +89,10 @@ class AggregateStreams {
     void requested(std::size_t output);
     // Renders up to `frames` frames; returns how many the outputs took.
     std::size_t render(const float* input, std::size_t frames);
+    // The most input frames whose output fits in `outputFrames` frames of output `output`.
+    std::size_t inputFitting(std::size_t output, std::size_t outputFrames) const;
+    // Writes what output `output` made of the last `frames` input frames to its stream.
+    void play(std::size_t output, std::size_t frames);
     // Now and then, outside the cycle: asks the server where each output's sink is reading.
     void askPositions();
     void positionArrived(bool success);
@@ -107,6 +114,12 @@ class AggregateStreams {
     std::vector<void*> writeAreas_;
     std::vector<OutputSlot> outputSlots_;
     LatencyTrimmer trimmer_;
+    // Each output follows its sink's clock: the block renders into `rendered_`, and the
+    // interpolator plays that at the rate its follower steers.
+    std::vector<std::vector<float>> rendered_;
+    std::vector<RateInterpolator> interpolators_;
+    std::vector<RateFollower> followers_;
+    std::chrono::steady_clock::time_point lastPiece_{};
 
     LoopTimer positionTimer_;
     std::vector<Operation> positionRequests_;
