@@ -30,7 +30,9 @@ std::string programOutput(const std::string& command) {
 
 DesktopRig::DesktopRig(std::filesystem::path folder) : folder_(std::move(folder)) {}
 
-DesktopRig::~DesktopRig() {
+DesktopRig::~DesktopRig() { stop(); }
+
+void DesktopRig::stop() {
     trayHost_.reset();
     windowManager_.reset();
     if (!xvfb_) return;
@@ -55,7 +57,25 @@ std::string DesktopRig::missingPrograms() {
 }
 
 bool DesktopRig::start() {
-    for (int number = kFirstDisplay; number < kFirstDisplay + 50 && !xvfb_; ++number) {
+    int firstDisplay = kFirstDisplay;
+    for (int attempt = 0; attempt < 3; ++attempt) {
+        if (startOnce(firstDisplay)) return true;
+        std::fprintf(stderr, "desktop on %s did not come up (try %d)\n", display_.c_str(),
+                     attempt + 1);
+        for (const char* log : {"xvfb.log", "openbox.log", "trayer.log"}) {
+            std::ifstream in(folder_ / log);
+            std::stringstream text;
+            text << in.rdbuf();
+            std::fprintf(stderr, "--- %s\n%s", log, text.str().c_str());
+        }
+        if (!display_.empty()) firstDisplay = std::stoi(display_.substr(1)) + 1;
+        stop();
+    }
+    return false;
+}
+
+bool DesktopRig::startOnce(int firstDisplay) {
+    for (int number = firstDisplay; number < kFirstDisplay + 50 && !xvfb_; ++number) {
         if (std::filesystem::exists("/tmp/.X" + std::to_string(number) + "-lock")) continue;
         display_ = std::string(":").append(std::to_string(number));
         auto server = std::make_unique<ChildProcess>(

@@ -32,7 +32,9 @@ class DesktopRig {
 
     // The programs it needs that are not installed, separated by spaces; empty when all are.
     static std::string missingPrograms();
-    // True once the screen, the window manager and the tray are up.
+    // True once the screen, the window manager and the tray are up. A desktop that does not come
+    // up in time is stopped and started again on another display, three times at most; what its
+    // programs said is printed when none came up.
     bool start();
 
     // ":N", for the DISPLAY of the programs under test.
@@ -52,6 +54,9 @@ class DesktopRig {
     bool screenshot(const std::filesystem::path& file) const;
 
   private:
+    // One try, on the first free display from `firstDisplay` on.
+    bool startOnce(int firstDisplay);
+    void stop();
     std::optional<Rect> geometry(const std::string& searchArguments) const;
 
     std::filesystem::path folder_;
