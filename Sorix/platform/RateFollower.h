@@ -53,8 +53,6 @@ class RateFollower {
     // The queue jumped by a skip or a gap: what was measured before no longer holds. What was
     // learnt of the sink's drift does.
     void restart();
-    // The queue it steers to, in seconds.
-    double targetSeconds() const { return target_; }
 
     // The rate the stream should play at, in whole hertz.
     uint32_t streamRate() const { return streamRate_; }

@@ -112,15 +112,5 @@ TEST(RateInterpolatorTest, ASineComesOutAtTheNewPitchWithoutAudibleError) {
     }
 }
 
-TEST(RateInterpolatorTest, AStepOutsideItsRangeIsHeldAndOneThatIsNoNumberIsTheNominal) {
-    RateInterpolator interpolator;
-    interpolator.setStep(5.0);
-    EXPECT_EQ(interpolator.step(), 2.0);
-    interpolator.setStep(0.0);
-    EXPECT_EQ(interpolator.step(), 0.5);
-    interpolator.setStep(std::nan(""));
-    EXPECT_EQ(interpolator.step(), 1.0);
-}
-
 }  // namespace
 }  // namespace sorix

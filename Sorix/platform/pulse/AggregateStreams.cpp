@@ -3,6 +3,8 @@
 
 #include <algorithm>
 
+#include "MonitorRecording.h"
+
 namespace sorix::pulse {
 
 namespace {
@@ -81,22 +83,12 @@ bool AggregateStreams::connect() {
     pa_context* context = connection_.context();
     if (context == nullptr) return false;
     const StreamProperties properties(plan_.name);
-    const pa_sample_spec inputSpec{PA_SAMPLE_FLOAT32LE, plan_.rate,
-                                   static_cast<uint8_t>(plan_.inputChannels)};
-    record_ = pa_stream_new_with_proplist(context, plan_.name.c_str(), &inputSpec, nullptr,
-                                          properties.list);
+    record_ = connectMonitorRecording(context, plan_.name, plan_.tapSink, plan_.rate,
+                                      plan_.inputChannels, plan_.timing.recordFragmentSeconds);
     if (record_ == nullptr) return false;
+    // Nothing is dispatched while the loop lock is held: no state change is missed.
     pa_stream_set_state_callback(record_, &AggregateStreams::onStreamState, this);
     pa_stream_set_read_callback(record_, &AggregateStreams::onRecorded, this);
-    pa_buffer_attr recordAttributes{};
-    recordAttributes.maxlength = static_cast<uint32_t>(-1);
-    recordAttributes.fragsize =
-        bytesFor(plan_.timing.recordFragmentSeconds, plan_.rate, plan_.inputChannels);
-    const auto recordFlags = static_cast<pa_stream_flags_t>(
-        PA_STREAM_ADJUST_LATENCY | PA_STREAM_DONT_MOVE | PA_STREAM_START_CORKED);
-    const std::string monitor = plan_.tapSink + ".monitor";
-    if (pa_stream_connect_record(record_, monitor.c_str(), &recordAttributes, recordFlags) < 0)
-        return false;
 
     for (std::size_t i = 0; i < plan_.outputs.size(); ++i) {
         const uint32_t channels = plan_.outputChannels[i];
