@@ -64,12 +64,18 @@ void AggregateStreams::pump() {
 
 void AggregateStreams::requested(std::size_t output) {
     if (!running_.load(std::memory_order_relaxed)) return;
+    const auto now = std::chrono::steady_clock::now();
     const double queued =
         queuedSeconds(playback_[output], plan_.rate * plan_.outputChannels[output] * sizeof(float));
     trimmer_.report(output, queued);
+    // The queue holds the output's frames, each a step of the tap's.
+    const double reading =
+        sampleTime_ - queued * static_cast<double>(plan_.rate) * interpolators_[output].step();
+    positions_.report(output, reading,
+                      std::chrono::duration<double>(now.time_since_epoch()).count());
     // What the tap has gathered since its last piece is on its way: counted in, the queue no
     // longer moves in whole pieces, and a drift shows as it builds.
-    const std::chrono::duration<double> gathered = std::chrono::steady_clock::now() - lastPiece_;
+    const std::chrono::duration<double> gathered = now - lastPiece_;
     followers_[output].report(queued +
                               std::min(gathered.count(), 2 * plan_.timing.recordFragmentSeconds));
 }
@@ -119,7 +125,7 @@ std::size_t AggregateStreams::render(const float* input, std::size_t frames) {
     for (std::size_t i = 0; i < playback_.size(); ++i)
         play(i, frames);
     trimmer_.advance(frames);
-    framesSincePositions_ += frames;
+    comparePositions(frames);
     return frames;
 }
 
@@ -145,45 +151,19 @@ void AggregateStreams::play(std::size_t output, std::size_t frames) {
                     PA_SEEK_RELATIVE);
 }
 
-// --- Positions, on the positions timer: the requests are made here, never inside the cycle ---
-
-void AggregateStreams::askPositions() {
-    positionTimer_.start(kPositionSeconds);
-    // Only while audio flows through the cycle, and once every skip and gap has played out.
-    const auto halfAnInterval = static_cast<std::size_t>(kPositionSeconds * plan_.rate / 2);
-    if (!running_.load(std::memory_order_relaxed) || positionUpdatesOutstanding_ > 0 ||
-        !trimmer_.settled() || framesSincePositions_ < halfAnInterval)
+void AggregateStreams::comparePositions(std::size_t frames) {
+    // Only once every skip and gap has played out: the readings before show the queues without.
+    if (!trimmer_.settled()) {
+        positions_.restart();
+        framesSincePositions_ = 0;
+        return;
+    }
+    framesSincePositions_ += frames;
+    if (framesSincePositions_ < static_cast<std::size_t>(kPositionSeconds * plan_.rate) ||
+        !positions_.complete())
         return;
     framesSincePositions_ = 0;
-    positionRequests_.clear();
-    positionUpdatesOutstanding_ = static_cast<int>(playback_.size());
-    // Asked one right after the other, so the answers describe nearly the same moment.
-    for (pa_stream* stream : playback_) {
-        positionRequests_.push_back(connection_.requests().send(
-            pa_stream_get_context(stream),
-            Done([this](const Outcome& outcome) { positionArrived(outcome.succeeded()); }),
-            [&](Done& done) { return pa_stream_update_timing_info(stream, Done::reply, &done); }));
-    }
-}
-
-void AggregateStreams::positionArrived(bool success) {
-    positionFailed_ = positionFailed_ || !success;
-    if (--positionUpdatesOutstanding_ > 0) return;
-    const bool failed = positionFailed_;
-    positionFailed_ = false;
-    if (failed) return;
-    for (std::size_t i = 0; i < playback_.size(); ++i) {
-        const pa_timing_info* timing = pa_stream_get_timing_info(playback_[i]);
-        if (timing == nullptr || timing->read_index_corrupt != 0 ||
-            timing->write_index_corrupt != 0)
-            return;
-        // libpulse counts every write up to now into the write index, so its end is the tap's
-        // latest frame on every output; the queue behind it holds no skip or gap once settled.
-        const auto frameBytes = static_cast<double>(plan_.outputChannels[i] * sizeof(float));
-        positionFrames_[i] =
-            sampleTime_ -
-            static_cast<double>(timing->write_index - timing->read_index) / frameBytes;
-    }
+    positions_.take(positionFrames_.data());
     trimmer_.positions(positionFrames_.data());
 }
 

@@ -51,7 +51,7 @@ AggregateStreams::AggregateStreams(Plan plan, PulseConnection& connection,
                                         .floorSeconds = plan_.timing.refillBelowSeconds}),
       rendered_(plan_.outputs.size(), std::vector<float>(kMaxChunkSamples, 0.0f)),
       interpolators_(plan_.outputs.size()),
-      positionTimer_(connection.api(), [this] { askPositions(); }),
+      positions_(plan_.outputs.size(), static_cast<double>(plan_.rate)),
       positionFrames_(plan_.outputs.size()) {
     // The trimmer decides where each queue stands; the follower keeps it there against the drift
     // of the output's sink.
@@ -62,14 +62,10 @@ AggregateStreams::AggregateStreams(Plan plan, PulseConnection& connection,
         interpolators_[i].reset(plan_.outputChannels[i]);
         followers_.emplace_back(following);
     }
-    positionRequests_.reserve(plan_.outputs.size());
 }
 
 AggregateStreams::~AggregateStreams() {
     running_.store(false, std::memory_order_relaxed);
-    positionTimer_.stop();
-    for (Operation& request : positionRequests_)
-        request.cancel();
     release();
 }
 
@@ -195,12 +191,10 @@ void AggregateStreams::startPlayback() {
     running_.store(true, std::memory_order_relaxed);
     for (pa_stream* stream : playback_)
         cork(stream, false, false);
-    positionTimer_.start(kPositionSeconds);
 }
 
 void AggregateStreams::stop() {
     running_.store(false, std::memory_order_relaxed);
-    positionTimer_.stop();
     for (pa_stream* stream : playback_)
         cork(stream, true, false);
     cork(record_, true, false);

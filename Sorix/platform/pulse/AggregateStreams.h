@@ -12,6 +12,7 @@
 #include "AudioHardware.h"
 #include "LatencyTrimmer.h"
 #include "PipelineTiming.h"
+#include "PlayPositions.h"
 #include "PulseConnection.h"
 #include "RateFollower.h"
 #include "RateInterpolator.h"
@@ -93,9 +94,8 @@ class AggregateStreams {
     std::size_t inputFitting(std::size_t output, std::size_t outputFrames) const;
     // Writes what output `output` made of the last `frames` input frames to its stream.
     void play(std::size_t output, std::size_t frames);
-    // Now and then, outside the cycle: asks the server where each output's sink is reading.
-    void askPositions();
-    void positionArrived(bool success);
+    // Now and then: tells the trimmer where each output's sink reads.
+    void comparePositions(std::size_t frames);
 
     Plan plan_;
     PulseConnection& connection_;
@@ -121,11 +121,8 @@ class AggregateStreams {
     std::vector<RateFollower> followers_;
     std::chrono::steady_clock::time_point lastPiece_{};
 
-    LoopTimer positionTimer_;
-    std::vector<Operation> positionRequests_;
+    PlayPositions positions_;
     std::size_t framesSincePositions_ = 0;
-    int positionUpdatesOutstanding_ = 0;
-    bool positionFailed_ = false;
     std::vector<double> positionFrames_;
 };
 
