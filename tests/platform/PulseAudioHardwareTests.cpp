@@ -151,6 +151,33 @@ TEST_P(PulseAudioHardwareTest, VolumeIsReadSetAndFollowedBothWays) {
     hardware_->removePropertyListener(dac, volume, listener);
 }
 
+TEST_P(PulseAudioHardwareTest, ASinksLatencyFollowsTheStreamsThatAskForIt) {
+    // PipeWire's null sinks report no latency at all.
+    if (GetParam() == SoundServerKind::pipeWire) GTEST_SKIP() << "null sinks report 0";
+    const std::string tone = (server_.folder() / "tone.wav").string();
+    ASSERT_EQ(server_.run("sox -n -r 48000 -c 2 " + tone + " synth 20 sine 440 vol 0.1"), 0);
+    const AudioObjectID dac = device("usb_dac");
+    const auto latency = outputAddress(Selector::latency);
+    const auto play = [&](int milliseconds) {
+        return std::make_unique<ChildProcess>(
+            std::vector<std::string>{"paplay", "--device=usb_dac",
+                                     "--latency-msec=" + std::to_string(milliseconds), tone},
+            server_.folder() / "player.log");
+    };
+    // A stream that joins a sink already running lowers its latency, and the server announces
+    // nothing of the sink for it.
+    const auto relaxed = play(1000);
+    ASSERT_TRUE(eventually([&] { return read<uint32_t>(dac, latency) > 48000 / 4; }))
+        << read<uint32_t>(dac, latency);
+    int calls = 0;
+    const auto listener = listen(dac, latency, calls);
+    const auto eager = play(10);
+    EXPECT_TRUE(eventually([&] { return read<uint32_t>(dac, latency) < 48000 / 20; }))
+        << read<uint32_t>(dac, latency);
+    EXPECT_GT(calls, 0);
+    hardware_->removePropertyListener(dac, latency, listener);
+}
+
 TEST_P(PulseAudioHardwareTest, ClientsAreProcessesAndOneThatPlaysOnATapRunsOutput) {
     uint32_t own = 0;
     EXPECT_EQ(getProperty(*hardware_, kAudioObjectSystemObject,

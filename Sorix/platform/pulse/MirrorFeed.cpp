@@ -12,8 +12,8 @@ namespace {
 constexpr auto kSubscriptionMask = static_cast<pa_subscription_mask_t>(
     PA_SUBSCRIPTION_MASK_SINK | PA_SUBSCRIPTION_MASK_SERVER | PA_SUBSCRIPTION_MASK_CLIENT |
     PA_SUBSCRIPTION_MASK_SINK_INPUT | PA_SUBSCRIPTION_MASK_CARD);
-// After the server announced a change (see scheduleServerRecheck).
-constexpr double kServerRecheckDelaysSeconds[] = {0.25, 1.0};
+// After an announcement, for what may follow it unannounced (see the rechecks).
+constexpr double kRecheckDelaysSeconds[] = {0.25, 1.0};
 
 }  // namespace
 
@@ -21,12 +21,8 @@ MirrorFeed::MirrorFeed(PulseConnection& connection, ServerMirror& mirror, Events
     : connection_(connection),
       mirror_(mirror),
       events_(events),
-      serverRecheck_(connection.api(), [this] {
-          --serverRechecksLeft_;
-          if (connection_.context() == nullptr) return;
-          requestServerInfo();
-          scheduleServerRecheck(false);
-      }) {}
+      serverRecheck_{LoopTimer(connection.api(), [this] { recheckFired(serverRecheck_); })},
+      sinkRecheck_{LoopTimer(connection.api(), [this] { recheckFired(sinkRecheck_); })} {}
 
 void MirrorFeed::connectionReady(pa_context* context) {
     events_.mirrorChanged(
@@ -54,8 +50,10 @@ void MirrorFeed::pictureComplete() {
 }
 
 void MirrorFeed::connectionLost() {
-    serverRecheck_.stop();
-    serverRechecksLeft_ = 0;
+    for (Recheck* recheck : {&serverRecheck_, &sinkRecheck_}) {
+        recheck->timer.stop();
+        recheck->left = 0;
+    }
     const std::vector<Change> changes = mirror_.clear();
     events_.serverLost();
     events_.mirrorChanged(changes);
@@ -75,7 +73,7 @@ void MirrorFeed::serverEvent(pa_subscription_event_type_t event, uint32_t index)
             break;
         case PA_SUBSCRIPTION_EVENT_SERVER:
             requestServerInfo();
-            scheduleServerRecheck(true);
+            scheduleRecheck(serverRecheck_, true);
             break;
         case PA_SUBSCRIPTION_EVENT_CLIENT:
             removed ? events_.mirrorChanged(mirror_.removeClient(index)) : requestClients(index);
@@ -90,17 +88,28 @@ void MirrorFeed::serverEvent(pa_subscription_event_type_t event, uint32_t index)
             } else {
                 requestSinkInputs(index);
             }
+            scheduleRecheck(sinkRecheck_, true);
             break;
         default:
             break;
     }
 }
 
-void MirrorFeed::scheduleServerRecheck(bool afterNewEvent) {
-    constexpr std::size_t kRechecks = std::size(kServerRecheckDelaysSeconds);
-    if (afterNewEvent) serverRechecksLeft_ = kRechecks;
-    if (serverRechecksLeft_ == 0) return;
-    serverRecheck_.start(kServerRecheckDelaysSeconds[kRechecks - serverRechecksLeft_]);
+void MirrorFeed::recheckFired(Recheck& recheck) {
+    --recheck.left;
+    if (connection_.context() == nullptr) return;
+    if (&recheck == &serverRecheck_)
+        requestServerInfo();
+    else
+        requestSinks(std::nullopt);
+    scheduleRecheck(recheck, false);
+}
+
+void MirrorFeed::scheduleRecheck(Recheck& recheck, bool afterNewEvent) {
+    constexpr std::size_t kRechecks = std::size(kRecheckDelaysSeconds);
+    if (afterNewEvent) recheck.left = kRechecks;
+    if (recheck.left == 0) return;
+    recheck.timer.start(kRecheckDelaysSeconds[kRechecks - recheck.left]);
 }
 
 // --- Requests ---

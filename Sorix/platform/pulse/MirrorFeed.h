@@ -56,16 +56,25 @@ class MirrorFeed final : public PulseConnection::Observer {
     void requestSinkInputs(std::optional<uint32_t> index, Member ended = {});
     void requestCards(std::optional<uint32_t> index, Member ended = {});
     void pictureComplete();
-    // PipeWire's PulseAudio server announces a change of the default output as soon as it is
-    // asked for, and may still name the old one until its session manager has agreed, with no
-    // second announcement. So the server is asked again a little later, twice.
-    void scheduleServerRecheck(bool afterNewEvent);
+
+    // Asks again a little later, twice, after the last of a series of announcements.
+    struct Recheck {
+        LoopTimer timer;
+        std::size_t left = 0;
+    };
+    void scheduleRecheck(Recheck& recheck, bool afterNewEvent);
+    void recheckFired(Recheck& recheck);
 
     PulseConnection& connection_;
     ServerMirror& mirror_;
     Events& events_;
-    LoopTimer serverRecheck_;
-    std::size_t serverRechecksLeft_ = 0;
+    // PipeWire's PulseAudio server announces a change of the default output as soon as it is
+    // asked for, and may still name the old one until its session manager has agreed, with no
+    // second announcement.
+    Recheck serverRecheck_;
+    // A sink's configured latency is the lowest its streams ask for, and changes as they come,
+    // go and start, with no announcement of the sink's own.
+    Recheck sinkRecheck_;
 };
 
 }  // namespace sorix::pulse
