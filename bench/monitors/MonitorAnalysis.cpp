@@ -158,19 +158,8 @@ int sineOffset(const std::string& fromPrefix, const std::string& toPrefix, doubl
     const auto fromBlocks = sorix::bench::trackSine(from, 0, kSineFrequency, skip);
     const auto toBlocks = sorix::bench::trackSine(to, 0, kSineFrequency, 0);
     if (fromBlocks.empty() || toBlocks.empty()) return 1;
-    const double period = kRate / kSineFrequency;
-    constexpr auto blockFrames = static_cast<double>(sorix::bench::kSineBlockFrames);
-    std::vector<double> offsets;
-    for (const auto& block : fromBlocks) {
-        const double m = static_cast<double>(block.firstFrame) - shift;
-        const double index = std::round(m / blockFrames);
-        if (index < 0 || index >= static_cast<double>(toBlocks.size())) continue;
-        const auto& other = toBlocks[static_cast<std::size_t>(index)];
-        // The source frame each plays at that moment; FROM's less TO's is how far TO is behind.
-        const double behind = (static_cast<double>(block.firstFrame) + block.lead) -
-                              (static_cast<double>(other.firstFrame) + shift + other.lead);
-        offsets.push_back(behind - period * std::round(behind / period));
-    }
+    const std::vector<double> offsets =
+        sorix::bench::offsetsBehind(fromBlocks, toBlocks, shift, kSineFrequency);
     if (offsets.empty()) return 1;
     std::vector<double> sorted = offsets;
     std::sort(sorted.begin(), sorted.end());

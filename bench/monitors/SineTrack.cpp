@@ -124,6 +124,26 @@ std::vector<Discontinuity> discontinuities(const std::vector<SineBlock>& blocks,
     return found;
 }
 
+std::vector<double> offsetsBehind(const std::vector<SineBlock>& from,
+                                  const std::vector<SineBlock>& to, double shift, double frequency,
+                                  std::size_t blockFrames) {
+    const double period = kRate / frequency;
+    std::vector<double> offsets;
+    for (const SineBlock& block : from) {
+        // The block of `to` that passed its sink nearest this one. A lead holds for its whole
+        // block: the source frame playing at any frame n of it is n + lead.
+        const double m = static_cast<double>(block.firstFrame) - shift;
+        const double index = std::round(m / static_cast<double>(blockFrames));
+        if (index < 0 || index >= static_cast<double>(to.size())) continue;
+        const SineBlock& other = to[static_cast<std::size_t>(index)];
+        // At `from`'s frame n it plays n + lead; `to`, at its frame n - shift, plays that less its
+        // own lead and the shift.
+        const double behind = block.lead - other.lead + shift;
+        offsets.push_back(behind - period * std::round(behind / period));
+    }
+    return offsets;
+}
+
 double driftPpm(const std::vector<SineBlock>& blocks) {
     if (blocks.size() < 2) return 0;
     double meanX = 0, meanY = 0;

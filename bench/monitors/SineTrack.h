@@ -40,6 +40,13 @@ std::vector<Discontinuity> discontinuities(const std::vector<SineBlock>& blocks,
                                            double toleranceFrames = 0.25,
                                            double maxResidual = 0.01);
 
+// How far `to` plays the source behind `from` (frames; + behind), block by block of `from`, known
+// up to one period of the sine: `to`'s frame m passed its sink when `from`'s frame m + `shift`
+// passed its own. Both tracks are of one frequency, `to`'s from its first frame.
+std::vector<double> offsetsBehind(const std::vector<SineBlock>& from,
+                                  const std::vector<SineBlock>& to, double shift, double frequency,
+                                  std::size_t blockFrames = kSineBlockFrames);
+
 // How much faster the source ran than the recording, in parts per million: the slope of the lead
 // over the run, by least squares.
 double driftPpm(const std::vector<SineBlock>& blocks);

@@ -61,5 +61,33 @@ TEST(SineTrackTest, FindsEverySkipAndGapDownToASingleFrameAndSaysHowFar) {
     EXPECT_NEAR(both[1].frames, -96, 0.5);
 }
 
+// `seconds` of a steady 0.25 sine whose frame n plays the source's frame n + `first`.
+Recording steadySine(double seconds, double first) {
+    Recording recording;
+    for (std::size_t n = 0; n < static_cast<std::size_t>(seconds * kRate); ++n) {
+        const auto value =
+            static_cast<float>(0.25 * std::cos(2 * std::numbers::pi * kFrequency *
+                                               (static_cast<double>(n) + first) / kRate));
+        recording.samples.push_back(value);
+        recording.samples.push_back(value);
+    }
+    return recording;
+}
+
+TEST(SineTrackTest, TheOffsetBetweenTwoRecordingsIsTheSoundsNotTheRecordingsStarts) {
+    // `to` starts 1000 frames after `from` (not a whole block) and its sink plays `delay` frames
+    // behind; `from` is followed from a frame that is no whole block either.
+    constexpr double started = 1000;
+    const auto from = trackSine(steadySine(10, 0), 0, kFrequency, 100'000);
+    for (const double delay : {0.0, 48.0, -20.0}) {
+        SCOPED_TRACE(delay);
+        const auto to = trackSine(steadySine(10, started - delay), 0, kFrequency, 0);
+        const auto offsets = offsetsBehind(from, to, started, kFrequency);
+        ASSERT_GT(offsets.size(), 100u);
+        for (const double offset : offsets)
+            ASSERT_NEAR(offset, delay, 0.05);
+    }
+}
+
 }  // namespace
 }  // namespace sorix::bench
