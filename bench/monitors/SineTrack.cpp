@@ -88,38 +88,51 @@ std::vector<Discontinuity> discontinuities(const std::vector<SineBlock>& blocks,
     for (const SineBlock& block : blocks)
         amplitudes.push_back(block.amplitude);
     const double quiet = median(amplitudes) / 2;
+    const auto whole = [&](std::size_t k) {
+        return blocks[k].amplitude >= quiet && blocks[k].residual <= maxResidual;
+    };
+    // The line through blocks `first` and `first + 1`, at block `at`.
+    const auto line = [&](std::size_t first, std::size_t at) {
+        const double slope = blocks[first + 1].lead - blocks[first].lead;
+        return blocks[first].lead +
+               slope * (static_cast<double>(at) - static_cast<double>(first));
+    };
 
     std::vector<Discontinuity> found;
-    std::size_t i = 2;
+    // A block where the lead leaves its line may be one with a jump inside it, or where the rate
+    // changed, or just after either; the lines drawn from whole blocks a little way either side
+    // tell which. Lines that cross between them are one lead whose slope changed; lines that do
+    // not are a lead that moved.
+    constexpr std::size_t kBefore = 4;
+    // A block with a jump inside it leaves the line by part of the jump, and the next one shows
+    // the rest against a line through it: a closer look begins at a fraction of the tolerance.
+    const double suspicious = toleranceFrames / 4;
+    std::size_t i = kBefore;
     while (i < blocks.size()) {
-        const auto broken = [&](std::size_t k) {
-            const double expected = 2 * blocks[k - 1].lead - blocks[k - 2].lead;
-            return std::abs(blocks[k].lead - expected) > toleranceFrames ||
-                   blocks[k].amplitude < quiet || blocks[k].residual > maxResidual;
-        };
-        if (!broken(i)) {
+        const double expected = line(i - 2, i);
+        if (whole(i) && std::abs(blocks[i].lead - expected) <= suspicious) {
             ++i;
             continue;
         }
-        // The run of broken blocks, measured from the straight line before it to the first
-        // whole block after it.
         const std::size_t start = i;
-        while (i < blocks.size() &&
-               (blocks[i].amplitude < quiet || blocks[i].residual > maxResidual))
+        while (i < blocks.size() && !whole(i))
             ++i;
-        // A jump inside a block moves that block's lead part of the way: the next block shows it
-        // whole.
-        if (i == start) ++i;
-        const double slope = blocks[start - 1].lead - blocks[start - 2].lead;
-        double jump = 0;
-        if (i < blocks.size()) {
-            const double expected =
-                blocks[start - 1].lead + slope * static_cast<double>(i - start + 1);
-            jump = blocks[i].lead - expected;
+        const bool broken = i > start;
+        if (!broken) ++i;  // the block itself may hold the jump
+        if (i + 1 >= blocks.size()) {
+            if (broken) found.push_back({blocks[start].firstFrame, 0});
+            break;
         }
-        found.push_back({blocks[start].firstFrame, jump});
-        // Two blocks past it, so that the line the next check draws is whole again.
-        i += 2;
+        const std::size_t left = start - kBefore + 1;  // its line through left and left + 1
+        const double atLeft = line(i, left + 1) - blocks[left + 1].lead;
+        const double atRight = blocks[i].lead - line(left, i);
+        const bool crossed = (atLeft > 0) != (atRight > 0) ||
+                             std::min(std::abs(atLeft), std::abs(atRight)) <= toleranceFrames;
+        if (broken || !crossed) {
+            found.push_back({blocks[start].firstFrame, (atLeft + atRight) / 2});
+            // Two blocks past it, so that the line the next check draws is whole again.
+            i += 2;
+        }
     }
     return found;
 }

@@ -19,9 +19,9 @@ struct SineBlock {
     double residual;  // the RMS of what the fitted sine leaves, relative to its amplitude
 };
 
-// About two periods of the benches' 47 Hz sine: long enough for a steady phase, short enough to
-// place a jump closely.
-constexpr std::size_t kSineBlockFrames = 2048;
+// About a period of the benches' 47 Hz sine: long enough for a steady phase, short enough that a
+// change of rate bends the lead by little within a block.
+constexpr std::size_t kSineBlockFrames = 1024;
 
 // Fits a sine of `frequency` Hz to each block of `blockFrames` frames of `channel`, from
 // `fromFrame` on.
@@ -33,11 +33,13 @@ struct Discontinuity {
     double frames;      // how far the sound jumped: + skipped ahead, - held back (a gap)
 };
 
-// Every block whose lead leaves the straight line through the two before it by more than
-// `toleranceFrames`, whose amplitude falls below half the run's median, or whose fit leaves more
-// than `maxResidual`; a run of such blocks is one discontinuity.
+// Every run of blocks whose amplitude falls below half the run's median or whose fit leaves more
+// than `maxResidual`, and every block where the lead moves by more than `toleranceFrames` from
+// the line it followed before to the line it follows after. A change of rate (a pipeline
+// following its sink's clock moves it by up to a thousandth) bends the line
+// without moving it, and is none.
 std::vector<Discontinuity> discontinuities(const std::vector<SineBlock>& blocks,
-                                           double toleranceFrames = 0.25,
+                                           double toleranceFrames = 0.5,
                                            double maxResidual = 0.01);
 
 // How far `to` plays the source behind `from` (frames; + behind), block by block of `from`, known

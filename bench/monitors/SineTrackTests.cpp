@@ -12,22 +12,33 @@ namespace {
 
 constexpr double kFrequency = 47;
 
-// `seconds` of a 0.25 sine whose source runs `ppm` faster than the recording; from frame `skipAt`
-// on the source is `skip` frames further ahead, and from `gapAt` on `gap` frames of silence hold
-// it back.
-Recording sine(double seconds, double ppm, std::size_t skipAt = 0, double skip = 0,
-               std::size_t gapAt = 0, std::size_t gap = 0) {
+// `seconds` of a 0.25 sine whose source runs `ppm` faster than the recording, and `ppmLater`
+// faster from frame `changeAt` on; from frame `skipAt` on the source is `skip` frames further
+// ahead, and from `gapAt` on `gap` frames of silence hold it back.
+struct Run {
+    double seconds = 10;
+    double ppm = 0;
+    std::size_t skipAt = 0;
+    double skip = 0;
+    std::size_t gapAt = 0;
+    std::size_t gap = 0;
+    std::size_t changeAt = 0;
+    double ppmLater = 0;
+};
+
+Recording sine(const Run& run) {
     Recording recording;
-    const auto frames = static_cast<std::size_t>(seconds * kRate);
+    const auto frames = static_cast<std::size_t>(run.seconds * kRate);
     double source = 0;
     for (std::size_t n = 0; n < frames; ++n) {
-        if (skipAt > 0 && n == skipAt) source += skip;
+        if (run.skipAt > 0 && n == run.skipAt) source += run.skip;
         float value = 0;
-        if (gap > 0 && n >= gapAt && n < gapAt + gap) {
+        if (run.gap > 0 && n >= run.gapAt && n < run.gapAt + run.gap) {
             value = 0;
         } else {
             value = static_cast<float>(
                 0.25 * std::cos(2 * std::numbers::pi * kFrequency * source / kRate));
+            const double ppm = run.changeAt > 0 && n >= run.changeAt ? run.ppmLater : run.ppm;
             source += 1 + ppm * 1e-6;
         }
         recording.samples.push_back(value);
@@ -36,26 +47,42 @@ Recording sine(double seconds, double ppm, std::size_t skipAt = 0, double skip =
     return recording;
 }
 
+std::vector<Discontinuity> found(const Run& run) {
+    return discontinuities(trackSine(sine(run), 0, kFrequency, 0));
+}
+
 TEST(SineTrackTest, ASmoothRunHasNoDiscontinuityAndShowsItsDrift) {
     for (const double ppm : {0.0, 200.0, -500.0}) {
         SCOPED_TRACE(ppm);
-        const auto blocks = trackSine(sine(20, ppm), 0, kFrequency, 0);
+        const auto blocks = trackSine(sine({.seconds = 20, .ppm = ppm}), 0, kFrequency, 0);
         EXPECT_TRUE(discontinuities(blocks).empty());
         EXPECT_NEAR(driftPpm(blocks), ppm, 1.0);
+    }
+    // A follower's steps of rate, from one bound to the other, wherever they fall in a block.
+    for (const std::size_t at : {200'000u, 200'256u, 200'512u, 200'900u}) {
+        SCOPED_TRACE(at);
+        EXPECT_TRUE(found({.ppm = -500, .changeAt = at, .ppmLater = 500}).empty());
     }
 }
 
 TEST(SineTrackTest, FindsEverySkipAndGapDownToASingleFrameAndSaysHowFar) {
-    // A skip of one frame is four times the tolerance; a tenth of a frame is within it.
-    const auto one = discontinuities(trackSine(sine(10, 200, 200'000, 1.0), 0, kFrequency, 0));
-    ASSERT_EQ(one.size(), 1u);
-    EXPECT_NEAR(one[0].frames, 1.0, 0.1);
-    EXPECT_NEAR(static_cast<double>(one[0].frame), 200'000, 4096);
-    EXPECT_TRUE(discontinuities(trackSine(sine(10, 200, 200'000, 0.1), 0, kFrequency, 0)).empty());
+    // A skip of one frame, wherever it falls in a block, is twice the tolerance.
+    for (const std::size_t at : {200'000u, 200'256u, 200'512u, 200'900u}) {
+        SCOPED_TRACE(at);
+        const auto one = found({.ppm = 200, .skipAt = at, .skip = 1.0});
+        ASSERT_EQ(one.size(), 1u);
+        EXPECT_NEAR(one[0].frames, 1.0, 0.1);
+        EXPECT_NEAR(static_cast<double>(one[0].frame), static_cast<double>(at), 2048);
+    }
+    // Just over the tolerance is found, just under it is not.
+    for (const std::size_t at : {200'000u, 200'512u}) {
+        SCOPED_TRACE(at);
+        EXPECT_EQ(found({.ppm = 200, .skipAt = at, .skip = 0.6}).size(), 1u);
+        EXPECT_TRUE(found({.ppm = 200, .skipAt = at, .skip = 0.4}).empty());
+    }
 
     // Half a period (10 ms at 47 Hz) shows whole, as does 2 ms of silence.
-    const auto both =
-        discontinuities(trackSine(sine(10, 0, 100'000, 500, 300'000, 96), 0, kFrequency, 0));
+    const auto both = found({.skipAt = 100'000, .skip = 500, .gapAt = 300'000, .gap = 96});
     ASSERT_EQ(both.size(), 2u);
     EXPECT_NEAR(both[0].frames, 500, 0.5);
     EXPECT_NEAR(both[1].frames, -96, 0.5);
