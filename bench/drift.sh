@@ -23,6 +23,8 @@ if ! [[ "$minutes" =~ ^[0-9]+$ && "$minutes" -ge 1 ]]; then
 fi
 seconds=$((minutes * 60))
 source bench/monitor-tools.sh
+player=build/tests/support/sorix-test-player
+[ -x "$player" ] || { echo "$player is missing: cmake --build build" >&2; exit 1; }
 # The start (the tap's first pieces, the trimmer's first window, the rate's first steps) is left
 # out of every figure.
 settle_seconds=10
@@ -45,13 +47,20 @@ else
     private_server_at_exit "rm -rf '$work'"
 fi
 
-# The sine, outlasting the recording whatever the start-up takes, into DEVICE (or the default).
+# The sine, outlasting the recording whatever the start-up takes, into the default output, which
+# Sorix takes over.
 play_sine() {
-    local device=()
-    [ -n "${1:-}" ] && device=(--device="$1")
     sox -q -n -r 48000 -c 2 -e floating-point -b 32 -t raw - \
         synth $((seconds + 30)) sine 47 vol 0.25 |
-        pacat --raw --format=float32le --rate=48000 --channels=2 "${device[@]}" &
+        pacat --raw --format=float32le --rate=48000 --channels=2 &
+    pids+=($!)
+}
+
+# The same sine into the loopback's sink. Sorix takes over every program's stream, whatever its
+# sink, so this one asks the server not to let it move.
+play_sine_past_sorix() {
+    "$player" --tone 47 --level 0.25 --seconds $((seconds + 30)) --sink "$1" --dont-move \
+        >/dev/null &
     pids+=($!)
 }
 
@@ -80,7 +89,7 @@ run() {
     prefix="$work/$kind-one"
     module="$(pactl load-module module-loopback source=loop_in.monitor sink=loop_out \
         latency_msec=20)"
-    play_sine loop_in
+    play_sine_past_sorix loop_in
     play_sine
     start_sorix '{"volumeBoost": 1.0, "boostActive": true}'
     "$recorder" "$seconds" "$prefix" speakers.monitor loop_out.monitor >"$prefix.log"
