@@ -26,9 +26,9 @@ LatencyTrimmer::LatencyTrimmer(std::size_t outputs, Settings settings)
       firstWindowFrames_(static_cast<std::size_t>(settings.firstWindowSeconds * settings.rate)),
       outputs_(outputs, Output{kUnreported, {}, 0, 0}) {}
 
-void LatencyTrimmer::report(std::size_t output, double queuedSeconds) {
+void LatencyTrimmer::report(std::size_t output, double queuedSeconds, double continuousSeconds) {
     Output& entry = outputs_[output];
-    entry.lowest = std::min(entry.lowest, queuedSeconds);
+    entry.lowest = std::min(entry.lowest, continuousSeconds);
     // Reports taken before a pending change is written still show the queue without it.
     dry_ = dry_ || (queuedSeconds < 0 && !changePending());
 }
@@ -111,9 +111,8 @@ void LatencyTrimmer::decide() {
             skip(i, static_cast<std::size_t>(std::lround(excess * settings_.rate)));
         return;
     }
-    // The lowest report is where the queue bottoms out between the tap's pieces, however much
-    // larger those are than a sink's blocks. A late piece brings it down for one window; a sink
-    // that reads faster than the tap keeps it down window after window.
+    // A late piece brings the lowest report down for one window; a sink that reads faster than
+    // the tap keeps it down window after window.
     if (lowest >= settings_.floorSeconds) {
         lowWindows_ = 0;
         return;

@@ -44,8 +44,16 @@ class LatencyTrimmer {
 
     LatencyTrimmer(std::size_t outputs, Settings settings);
 
-    // The audio output `output` has queued ahead of its sink now, in seconds.
-    void report(std::size_t output, double queuedSeconds);
+    // The audio output `output` has queued ahead of its sink now, and the same as if the tap
+    // delivered its audio continuously (what is queued plus what the tap has gathered since its
+    // last piece), in seconds. The second decides: it does not move with the phase between the
+    // tap's pieces and the sink's blocks, which drifts, and would otherwise read as a queue that
+    // grew or shrank by a piece. Only the first tells that a sink has read past the end.
+    void report(std::size_t output, double queuedSeconds, double continuousSeconds);
+    // A queue that the tap fills continuously.
+    void report(std::size_t output, double queuedSeconds) {
+        report(output, queuedSeconds, queuedSeconds);
+    }
     // `frames` more went through the pipeline; at the end of a window the common skip is decided.
     void advance(std::size_t frames);
     // How many of the next `frames` frames output `output` leaves out.
@@ -63,7 +71,7 @@ class LatencyTrimmer {
     static constexpr std::size_t kPositionReports = 3;
     static constexpr int kLowWindowsToRefill = 2;
     struct Output {
-        double lowest;                                // of the reports in the window
+        double lowest;                                // of the continuous reports in the window
         std::array<double, kPositionReports> behind;  // frames, the last reports
         std::size_t pendingSkip;
         std::size_t pendingGap;

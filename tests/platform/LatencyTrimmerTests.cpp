@@ -3,6 +3,7 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <cmath>
 #include <vector>
 
 #include "LatencyTrimmer.h"
@@ -115,6 +116,30 @@ TEST(LatencyTrimmerDrainTest, ALowReportInOneWindowIsNoDrainInTwoWindowsInARowIt
         else
             EXPECT_EQ(gap, 624u) << "the 13 ms from the dip up to the target, once";
     }
+}
+
+TEST(LatencyTrimmerPhaseTest, APhaseThatDriftsBetweenTheTapsPiecesAndTheSinksBlocksIsNoChange) {
+    // 20 ms pieces from the tap, the queue read at a sink's 10 ms blocks: where it bottoms out
+    // moves by up to a piece as the phase between the two drifts (here once through in 8 s),
+    // while the queue as if delivered continuously holds at the target.
+    LatencyTrimmer trimmer(2, {.targetSeconds = 0.035, .floorSeconds = 0.028});
+    std::size_t skipped = 0, gaps = 0;
+    constexpr double piece = 0.020;
+    for (int chunk = 0; chunk < 30 * 200; ++chunk) {
+        const double elapsed = chunk * static_cast<double>(kChunk) / 48000;
+        const double phase = std::fmod(elapsed / 8, 1.0) * piece;
+        const double gathered = std::fmod(elapsed + phase, piece);
+        const double continuous = 0.035;
+        trimmer.report(0, continuous - gathered, continuous);
+        trimmer.report(1, continuous - gathered, continuous);
+        skipped += trimmer.takeSkip(0, kChunk);
+        trimmer.takeSkip(1, kChunk);
+        gaps += trimmer.takeGap(0);
+        trimmer.takeGap(1);
+        trimmer.advance(kChunk);
+    }
+    EXPECT_EQ(skipped, 0u);
+    EXPECT_EQ(gaps, 0u);
 }
 
 TEST_F(LatencyTrimmerTest, AHighQueueThatDipsOnceAWhileHasNoBacklog) {

@@ -67,17 +67,18 @@ void AggregateStreams::requested(std::size_t output) {
     const auto now = std::chrono::steady_clock::now();
     const double queued =
         queuedSeconds(playback_[output], plan_.rate * plan_.outputChannels[output] * sizeof(float));
-    trimmer_.report(output, queued);
+    // What the tap has gathered since its last piece is on its way: counted in, the queue no
+    // longer moves in whole pieces, and a drift shows as it builds.
+    const std::chrono::duration<double> gathered = now - lastPiece_;
+    const double continuous =
+        queued + std::min(gathered.count(), 2 * plan_.timing.recordFragmentSeconds);
+    trimmer_.report(output, queued, continuous);
+    followers_[output].report(continuous);
     // The queue holds the output's frames, each a step of the tap's.
     const double reading =
         sampleTime_ - queued * static_cast<double>(plan_.rate) * interpolators_[output].step();
     positions_.report(output, reading,
                       std::chrono::duration<double>(now.time_since_epoch()).count());
-    // What the tap has gathered since its last piece is on its way: counted in, the queue no
-    // longer moves in whole pieces, and a drift shows as it builds.
-    const std::chrono::duration<double> gathered = now - lastPiece_;
-    followers_[output].report(queued +
-                              std::min(gathered.count(), 2 * plan_.timing.recordFragmentSeconds));
 }
 
 std::size_t AggregateStreams::inputFitting(std::size_t output, std::size_t outputFrames) const {

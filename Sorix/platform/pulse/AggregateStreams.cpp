@@ -45,10 +45,14 @@ AggregateStreams::AggregateStreams(Plan plan, PulseConnection& connection,
       report_(std::move(report)),
       outputBuffers_(plan_.outputs.size()),
       writeAreas_(plan_.outputs.size()),
+      // The trimmer reads each queue as if the tap delivered continuously, which is where it
+      // stands when a piece has just arrived: a piece above where it bottoms out.
       trimmer_(plan_.outputs.size(),
                LatencyTrimmer::Settings{.rate = static_cast<double>(plan_.rate),
-                                        .targetSeconds = plan_.timing.lowestQueueSeconds,
-                                        .floorSeconds = plan_.timing.refillBelowSeconds}),
+                                        .targetSeconds = plan_.timing.lowestQueueSeconds +
+                                                         plan_.timing.recordFragmentSeconds,
+                                        .floorSeconds = plan_.timing.refillBelowSeconds +
+                                                        plan_.timing.recordFragmentSeconds}),
       rendered_(plan_.outputs.size(), std::vector<float>(kMaxChunkSamples, 0.0f)),
       interpolators_(plan_.outputs.size()),
       positions_(plan_.outputs.size(), static_cast<double>(plan_.rate)),
