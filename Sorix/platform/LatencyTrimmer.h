@@ -23,9 +23,9 @@ namespace sorix {
 //   outputs put the same gap of silence before their next chunk to refill it to the target; an
 //   output that has run dry does so at once.
 // - Now and then the outputs report together which frame of the tap's audio their sinks are
-//   reading. An output reading an earlier frame than the others plays behind them and skips
-//   the difference, by the median of the last three reports, so that one report taken while a
-//   sink was halfway through a block cannot move it.
+//   reading. An output reading a frame well before the others' (a sink that started late) plays
+//   behind them and skips the difference, by the median of the last three reports, so that one
+//   report taken while a sink was halfway through a block cannot move it.
 // Positions are taken only once every skip and gap has been played out.
 //
 // Everything is allocated at construction: the calls per chunk run on the IO path.
@@ -35,8 +35,10 @@ class LatencyTrimmer {
         double rate = 48000;           // frames per second
         double targetSeconds = 0.015;  // the lowest queue an output settles at
         double toleranceSeconds = 0.003;
-        double floorSeconds = 0.008;           // below it the queue is refilled before it runs dry
-        double stepToleranceSeconds = 0.0005;  // how far one output may play behind the others
+        double floorSeconds = 0.008;  // below it the queue is refilled before it runs dry
+        // How far one output may play behind the others before it skips; closer than this, its
+        // rate brings it in step (see RateFollower::alignBy), with nothing to hear.
+        double stepToleranceSeconds = 0.004;
         double windowSeconds = 1.0;
         // Shorter, so that whatever queued while the pipeline started goes at once.
         double firstWindowSeconds = 0.2;

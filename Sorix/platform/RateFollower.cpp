@@ -36,6 +36,11 @@ void RateFollower::restart() {
     targetTaken_ = false;
 }
 
+void RateFollower::alignBy(double seconds) {
+    if (!std::isfinite(seconds) || !targetTaken_) return;
+    target_ = measured_ - seconds;
+}
+
 void RateFollower::closeSlice() {
     // A slice without a reading (the sink asked for nothing) says nothing of the queue.
     if (sliceReadings_ > 0)
@@ -53,8 +58,9 @@ double RateFollower::measuredQueue() {
 
 void RateFollower::step() {
     const double measured = measuredQueue();
-    if (settings_.holdsWhereItStarts && !targetTaken_) {
-        target_ = measured;
+    measured_ = measured;
+    if (!targetTaken_) {
+        if (settings_.holdsWhereItStarts) target_ = measured;
         targetTaken_ = true;
     }
     const double error = measured - target_;

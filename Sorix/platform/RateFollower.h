@@ -54,6 +54,12 @@ class RateFollower {
     // learnt of the sink's drift does.
     void restart();
 
+    // The output's sink plays `seconds` behind the others (ahead, if negative): from now on its
+    // queue is to hold that much less than it does, and the rate plays the difference out, with
+    // no skip to hear. Asked again before the queue has moved, it asks for the same. Nothing
+    // until the follower holds a target.
+    void alignBy(double seconds);
+
     // The rate the stream should play at, in whole hertz.
     uint32_t streamRate() const { return streamRate_; }
     // The deviation from the nominal rate last asked for, before rounding (+ reads faster).
@@ -75,7 +81,8 @@ class RateFollower {
     std::array<double, kMaxSlices> slices_{};
     std::size_t sliceCount_ = 0;
     double target_;
-    bool targetTaken_ = false;  // holding where it started, since the last restart
+    bool targetTaken_ = false;  // a step measured the queue (and took it, if held) since a restart
+    double measured_ = 0;       // the queue as the last step measured it
     double learnt_ = 0;         // the integral term: the sink's drift as learnt so far
     double deviation_ = 0;      // the last deviation asked for
     double carried_ = 0;        // hertz asked for and not yet given

@@ -159,16 +159,17 @@ TEST_F(LatencyTrimmerTest, AHighQueueThatDipsOnceAWhileHasNoBacklog) {
 TEST_F(LatencyTrimmerTest, AnOutputReadingBehindTheOthersSkipsByTheMedianOfThreeReports) {
     run(0.5, {0.017, 0.017});  // settled
     ASSERT_TRUE(trimmer.settled());
-    // The second output's sink reads 48 frames behind; one report mid-block says 400.
-    const double first[] = {1000, 952};
-    const double outlier[] = {2000, 1600};
-    const double third[] = {3000, 2952};
+    // The second output's sink reads 480 frames behind; one report mid-block says 900.
+    const double first[] = {1000, 520};
+    const double outlier[] = {2000, 1100};
+    const double third[] = {3000, 2520};
     trimmer.positions(first);
     trimmer.positions(outlier);
     EXPECT_EQ(trimmer.takeSkip(1, kChunk), 0u) << "decided before three reports";
     trimmer.positions(third);
     EXPECT_EQ(trimmer.takeSkip(0, kChunk), 0u);
-    EXPECT_EQ(trimmer.takeSkip(1, kChunk), 48u);
+    EXPECT_EQ(trimmer.takeSkip(1, kChunk), 240u);
+    EXPECT_EQ(trimmer.takeSkip(1, kChunk), 240u) << "a skip longer than a chunk, over two";
 
     // Until the skip has been played out, positions would still show the old lead.
     EXPECT_FALSE(trimmer.settled());
@@ -178,16 +179,16 @@ TEST_F(LatencyTrimmerTest, AnOutputReadingBehindTheOthersSkipsByTheMedianOfThree
     EXPECT_EQ(trimmer.takeSkip(1, kChunk), 0u);
 }
 
-TEST_F(LatencyTrimmerTest, OutputsWithinHalfAMillisecondOfEachOtherStayAsTheyAre) {
+TEST_F(LatencyTrimmerTest, OutputsWithinFourMillisecondsOfEachOtherAreLeftToTheirRates) {
     run(0.5, {0.017, 0.017});
-    const double halfAMillisecond[] = {1000, 976};  // 24 frames at 48 kHz
+    const double fourMilliseconds[] = {1000, 808};  // 192 frames at 48 kHz
     for (int report = 0; report < 5; ++report)
-        trimmer.positions(halfAMillisecond);
+        trimmer.positions(fourMilliseconds);
     EXPECT_EQ(trimmer.takeSkip(1, kChunk), 0u);
-    const double aFrameMore[] = {1000, 975};
+    const double aFrameMore[] = {1000, 807};
     for (int report = 0; report < 3; ++report)
         trimmer.positions(aFrameMore);
-    EXPECT_EQ(trimmer.takeSkip(1, kChunk), 25u);
+    EXPECT_EQ(trimmer.takeSkip(1, kChunk), 193u);
 }
 
 TEST(LatencyTrimmerSingleOutputTest, AnOutputAloneOnlyEverTrimsItsBacklog) {

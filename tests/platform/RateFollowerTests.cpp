@@ -62,6 +62,7 @@ class SimulatedOutput {
 
     void jump(double seconds) { queue_ += seconds; }
     void restart() { follower_.restart(); }
+    void align(double seconds) { follower_.alignBy(seconds); }
     const std::vector<Step>& steps() const { return steps_; }
     const RateFollower& follower() const { return follower_; }
 
@@ -223,6 +224,30 @@ TEST(RateFollowerTest, AskedToHoldTheQueueWhereItStartsItKeepsItThereAfterEveryR
     const auto [lowAfter, highAfter] = offsetFromTarget(output.stepsAfter(jumpedAt + 60));
     EXPECT_GT(lowAfter, 0.0);
     EXPECT_LT(highAfter, 0.002);
+}
+
+TEST(RateFollowerTest, AnOutputBehindTheOthersPlaysItsLeadOutByRateAndStopsThere) {
+    // 2 ms behind the others: asked at each comparison for what is still left, the queue comes
+    // down by 2 ms and stays, without overshooting.
+    SimulatedOutput output(100e-6, 0.005, true);
+    output.run(60);
+    const auto level = [&] {
+        const auto steps = output.stepsAfter(output.steps().back().time - 3);
+        double sum = 0;
+        for (const Step& step : steps)
+            sum += step.lowestQueue;
+        return sum / static_cast<double>(steps.size());
+    };
+    const double before = level();
+    double lowest = before;
+    for (int comparison = 0; comparison < 240; ++comparison) {
+        const double now = output.steps().back().lowestQueue;
+        lowest = std::min(lowest, now);
+        output.align(0.002 - (before - now));
+        output.run(0.25);
+    }
+    EXPECT_NEAR(level(), before - 0.002, 0.0003);
+    EXPECT_GT(lowest, before - 0.0025) << "overshot";
 }
 
 TEST(RateFollowerTest, ARestartDropsTheMeasurementButKeepsWhatWasLearnt) {

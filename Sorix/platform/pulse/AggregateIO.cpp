@@ -166,6 +166,11 @@ void AggregateStreams::comparePositions(std::size_t frames) {
     framesSincePositions_ = 0;
     positions_.take(positionFrames_.data());
     trimmer_.positions(positionFrames_.data());
+    if (!trimmer_.settled()) return;  // a skip puts the output in step
+    // Closer than a skip, each output's rate brings it in step with the one that plays latest.
+    const double latest = *std::max_element(positionFrames_.begin(), positionFrames_.end());
+    for (std::size_t i = 0; i < followers_.size(); ++i)
+        followers_[i].alignBy((latest - positionFrames_[i]) / static_cast<double>(plan_.rate));
 }
 
 }  // namespace sorix::pulse
