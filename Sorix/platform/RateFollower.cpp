@@ -37,7 +37,9 @@ void RateFollower::restart() {
 }
 
 void RateFollower::alignBy(double seconds) {
-    if (!std::isfinite(seconds) || !targetTaken_) return;
+    if (!std::isfinite(seconds) || !targetTaken_ ||
+        std::abs(seconds) < settings_.alignDeadbandSeconds)
+        return;
     target_ = measured_ - seconds;
 }
 

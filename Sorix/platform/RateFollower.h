@@ -38,6 +38,9 @@ class RateFollower {
         double maxDeviation = 0.0005;  // of the nominal rate, either way
         double proportional = 0.2;     // deviation per second of queue error
         double integral = 0.01;        // deviation per second of queue error, per second
+        // Leads closer than this are left alone: the positions they come from are only that
+        // exact, and every alignment replaces the target the follower was holding.
+        double alignDeadbandSeconds = 0.0002;
         // Whether the queue of the first step after the start or a restart is the target
         // instead: where another part decides the queue (skipping a backlog, refilling one that
         // ran low), the follower only keeps it there against the drift.
@@ -57,7 +60,8 @@ class RateFollower {
     // The output's sink plays `seconds` behind the others (ahead, if negative): from now on its
     // queue is to hold that much less than it does, and the rate plays the difference out, with
     // no skip to hear. Asked again before the queue has moved, it asks for the same. Nothing
-    // until the follower holds a target.
+    // until the follower holds a target, and nothing for a lead within the deadband, so that
+    // the output the others follow keeps the target it holds against its sink's drift.
     void alignBy(double seconds);
 
     // The rate the stream should play at, in whole hertz.

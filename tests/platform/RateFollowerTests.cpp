@@ -250,6 +250,44 @@ TEST(RateFollowerTest, AnOutputBehindTheOthersPlaysItsLeadOutByRateAndStopsThere
     EXPECT_GT(lowest, before - 0.0025) << "overshot";
 }
 
+TEST(RateFollowerTest, LeadsWithinTheDeadbandLeaveTheHeldTargetAlone) {
+    // The output the others follow is asked for a lead of 0 at every comparison, and a lead
+    // just under the deadband must change nothing either: it keeps holding where it started
+    // against a 300 ppm drift rather than taking whatever it last measured as its target.
+    for (const double lead : {0.0, 0.00019, -0.00019}) {
+        SCOPED_TRACE(lead);
+        SimulatedOutput output(300e-6, 0.005, true);
+        output.run(1);
+        const double start = output.steps().back().lowestQueue;
+        for (int comparison = 0; comparison < 480; ++comparison) {
+            output.align(lead);
+            output.run(0.25);
+        }
+        for (const Step& step : output.stepsAfter(60))
+            ASSERT_NEAR(step.lowestQueue, start, 0.0005);
+    }
+    // Just beyond it, the same lead is played out: a lead asks for a lower queue, so a faster
+    // rate.
+    for (const double lead : {0.00021, -0.00021}) {
+        SCOPED_TRACE(lead);
+        SimulatedOutput output(0, 0.005, true);
+        output.run(10);
+        const double start = output.steps().back().lowestQueue;
+        RateFollower moved = output.follower();
+        moved.alignBy(lead);
+        RateFollower kept = output.follower();
+        // A step's worth of slices, each reading the queue it held.
+        for (RateFollower* follower : {&moved, &kept}) {
+            for (int slice = 0; slice < 6; ++slice) {
+                follower->report(start);
+                follower->advance(static_cast<std::size_t>(0.1 * kRate));
+            }
+        }
+        EXPECT_NE(moved.deviation(), kept.deviation());
+        EXPECT_EQ(std::signbit(moved.deviation() - kept.deviation()), std::signbit(lead));
+    }
+}
+
 TEST(RateFollowerTest, ARestartDropsTheMeasurementButKeepsWhatWasLearnt) {
     SimulatedOutput output(300e-6);
     output.run(60);
