@@ -24,11 +24,13 @@ LatencyTrimmer::LatencyTrimmer(std::size_t outputs, Settings settings)
     : settings_(settings),
       windowFrames_(static_cast<std::size_t>(settings.windowSeconds * settings.rate)),
       firstWindowFrames_(static_cast<std::size_t>(settings.firstWindowSeconds * settings.rate)),
-      outputs_(outputs, Output{kUnreported, {}, 0, 0}) {}
+      outputs_(outputs, Output{kUnreported, 0, 0, {}, 0, 0}) {}
 
 void LatencyTrimmer::report(std::size_t output, double queuedSeconds, double continuousSeconds) {
     Output& entry = outputs_[output];
     entry.lowest = std::min(entry.lowest, continuousSeconds);
+    entry.sum += continuousSeconds;
+    ++entry.reports;
     // Reports taken before a pending change is written still show the queue without it.
     dry_ = dry_ || (queuedSeconds < 0 && !changePending());
 }
@@ -102,6 +104,14 @@ double LatencyTrimmer::lowestReport() const {
     return lowest;
 }
 
+double LatencyTrimmer::lowestAverage() const {
+    double lowest = kUnreported;
+    for (const Output& output : outputs_)
+        if (output.reports > 0)
+            lowest = std::min(lowest, output.sum / static_cast<double>(output.reports));
+    return lowest;
+}
+
 void LatencyTrimmer::decide() {
     const double lowest = lowestReport();
     if (lowest == kUnreported) return;
@@ -111,13 +121,12 @@ void LatencyTrimmer::decide() {
             skip(i, static_cast<std::size_t>(std::lround(excess * settings_.rate)));
         return;
     }
-    // A late piece brings the lowest report down for one window; a sink that reads faster than
-    // the tap keeps it down window after window.
-    if (lowest >= settings_.floorSeconds) {
+    const double average = lowestAverage();
+    if (average >= settings_.floorSeconds) {
         lowWindows_ = 0;
         return;
     }
-    if (++lowWindows_ >= kLowWindowsToRefill) refill(lowest);
+    if (++lowWindows_ >= kLowWindowsToRefill) refill(average);
 }
 
 void LatencyTrimmer::refill(double queuedSeconds) {
@@ -144,6 +153,8 @@ void LatencyTrimmer::restartWindow() {
     framesInWindow_ = 0;
     for (Output& output : outputs_) {
         output.lowest = kUnreported;
+        output.sum = 0;
+        output.reports = 0;
     }
 }
 

@@ -18,10 +18,11 @@ namespace sorix {
 // - Before every chunk each output reports how much audio it has queued ahead of its sink. When
 //   even the lowest report of every output over a window stays above the target, all outputs
 //   skip that common excess: the lowest report is what is left once the jitter of single chunks
-//   is gone, so the skip never empties a buffer. When the lowest report of some output stays below
-//   the floor for two windows in a row (one late chunk pulls it down for one window only), all
-//   outputs put the same gap of silence before their next chunk to refill it to the target; an
-//   output that has run dry does so at once.
+//   is gone, so the skip never empties a buffer. When the average report of some output stays
+//   below the floor for two windows in a row, all outputs put the same gap of silence before their
+//   next chunk to refill it to the target: a sink that drains its queue faster than its rate can
+//   follow keeps the average down, while a stall of the tap pulls down only a report or two, in
+//   one window or, at the turn of one, in two. An output that has run dry is refilled at once.
 // - Now and then the outputs report together which frame of the tap's audio their sinks are
 //   reading. An output reading a frame well before the others' (a sink that started late) plays
 //   behind them and skips the difference, by the median of the last three reports, so that one
@@ -73,7 +74,9 @@ class LatencyTrimmer {
     static constexpr std::size_t kPositionReports = 3;
     static constexpr int kLowWindowsToRefill = 2;
     struct Output {
-        double lowest;                                // of the continuous reports in the window
+        double lowest;  // of the continuous reports in the window
+        double sum;     // of the same reports
+        std::size_t reports;
         std::array<double, kPositionReports> behind;  // frames, the last reports
         std::size_t pendingSkip;
         std::size_t pendingGap;
@@ -82,6 +85,8 @@ class LatencyTrimmer {
     void decide();
     // The lowest report of any output in the window.
     double lowestReport() const;
+    // The lowest average report of any output in the window.
+    double lowestAverage() const;
     // Every output puts in the same gap, enough to bring a queue of `queuedSeconds` back to the
     // target.
     void refill(double queuedSeconds);
@@ -96,7 +101,7 @@ class LatencyTrimmer {
     bool decided_ = false;
     std::size_t framesInWindow_ = 0;
     bool dry_ = false;                   // an output read past the end of its queue
-    int lowWindows_ = 0;                 // windows in a row whose lowest report was below the floor
+    int lowWindows_ = 0;                 // windows in a row whose average was below the floor
     std::size_t framesSinceChange_ = 0;  // a skip or a gap
     std::size_t positionReports_ = 0;    // since the last change
     std::vector<Output> outputs_;

@@ -70,11 +70,12 @@ TEST_F(LatencyTrimmerTest, AnOutputThatRunsDryIsRefilledAtOnceAndEveryOtherAlike
 
 TEST(LatencyTrimmerDrainTest, SinksReadingFasterThanTheTapNeverRunDry) {
     // 200 parts per million faster: 12 ms gone in a minute. The tap's pieces may be larger than
-    // the sinks' blocks (20 ms on PulseAudio): then the reports between two pieces climb by up
-    // to a piece above the queue's bottom.
+    // the sinks' blocks (20 ms on PulseAudio): then the queue as read climbs by up to a piece
+    // above its bottom between two pieces, and the queue as if delivered continuously stands a
+    // piece above it, where the target and the floor are too.
     for (const double piece : {0.0, 0.020}) {
         SCOPED_TRACE(piece);
-        LatencyTrimmer trimmer(2, {});
+        LatencyTrimmer trimmer(2, {.targetSeconds = 0.015 + piece, .floorSeconds = 0.008 + piece});
         std::vector<std::size_t> gaps(2);
         double lowest = 1;
         for (int chunk = 0; chunk < 60 * 200; ++chunk) {
@@ -82,8 +83,8 @@ TEST(LatencyTrimmerDrainTest, SinksReadingFasterThanTheTapNeverRunDry) {
             const double bottom = 0.015 - 0.0002 * elapsed + static_cast<double>(gaps[0]) / 48000;
             lowest = std::min(lowest, bottom);
             const double queued = bottom + piece * (chunk % 4) / 3;
-            trimmer.report(0, queued);
-            trimmer.report(1, queued);
+            trimmer.report(0, queued, bottom + piece);
+            trimmer.report(1, queued, bottom + piece);
             gaps[0] += trimmer.takeGap(0);
             gaps[1] += trimmer.takeGap(1);
             trimmer.advance(kChunk);
@@ -94,27 +95,34 @@ TEST(LatencyTrimmerDrainTest, SinksReadingFasterThanTheTapNeverRunDry) {
     }
 }
 
-TEST(LatencyTrimmerDrainTest, ALowReportInOneWindowIsNoDrainInTwoWindowsInARowItIs) {
-    // The queue usually holds 10 ms, between the floor and the target, and dips to 2 ms once in
-    // a while (a late chunk). Windows last a second: a dip every two seconds leaves every other
-    // window clean, a dip every second marks each window.
-    for (const int dipEvery : {400, 200}) {
-        SCOPED_TRACE(dipEvery);
+TEST(LatencyTrimmerDrainTest, DipsAreNoDrainAQueueThatStaysBelowTheFloorIs) {
+    // The floor is 8 ms and windows last a second. A queue of 10 ms that dips to 2 ms (a stall
+    // of the tap) once in every window, or twice across the turn of one, is left alone.
+    struct Case {
+        double level;
+        std::vector<int> dipsAt;  // chunks of 5 ms
+        bool refilled;
+    };
+    for (const Case& each :
+         {Case{0.010, {100, 300, 500, 700, 900, 1100}, false}, Case{0.010, {439, 441}, false},
+          Case{0.0081, {}, false}, Case{0.0079, {}, true}}) {
+        SCOPED_TRACE(each.level);
         LatencyTrimmer trimmer(2, {});
         std::size_t gap = 0;
         for (int chunk = 1; chunk <= 6 * 200; ++chunk) {
-            const double queued =
-                (chunk % dipEvery == 0 ? 0.002 : 0.010) + static_cast<double>(gap) / 48000;
+            const bool dip =
+                std::find(each.dipsAt.begin(), each.dipsAt.end(), chunk) != each.dipsAt.end();
+            const double queued = (dip ? 0.002 : each.level) + static_cast<double>(gap) / 48000;
             trimmer.report(0, queued);
             trimmer.report(1, queued);
             gap += trimmer.takeGap(0);
             trimmer.takeGap(1);
             trimmer.advance(kChunk);
         }
-        if (dipEvery == 400)
-            EXPECT_EQ(gap, 0u);
+        if (each.refilled)
+            EXPECT_EQ(gap, 341u) << "up to the 15 ms target, once";
         else
-            EXPECT_EQ(gap, 624u) << "the 13 ms from the dip up to the target, once";
+            EXPECT_EQ(gap, 0u);
     }
 }
 
