@@ -16,9 +16,11 @@ struct PipelineTiming {
     double recordFragmentSeconds;
     // An output's sink takes this much at a time, and asks for it back.
     double playbackRequestSeconds;
-    // What the trimmer keeps each output's queue at, as read when its sink has just taken a
-    // block: enough that the next block is there in time whatever the phase between the tap's
-    // pieces and the sink's blocks.
+    // The least each output's queue holds when its sink has just taken a block, whatever the
+    // phase between the tap's pieces and the sink's blocks: how late a piece of the tap may come
+    // before the sink finds nothing. The trimmer holds the queue, as if the tap delivered
+    // continuously, a piece above it. On PipeWire every millisecond of it is one of added delay,
+    // and 6 ms kept the delay at 27 ms with no gap; PulseAudio's delay has room for twice that.
     double lowestQueueSeconds;
     // Below this on every report of a window, an output's queue is refilled before it runs dry.
     double refillBelowSeconds;
@@ -36,7 +38,7 @@ struct PipelineTiming {
         // about 80 parts per million faster than the tap. 10 ms is whole microseconds at every
         // common rate.
         constexpr double kPulseAudioRequest = 0.010;
-        if (pipeWire) return {kPipeWireCycle, kPipeWireCycle, 0.010, 0.005, 0.100};
+        if (pipeWire) return {kPipeWireCycle, kPipeWireCycle, 0.006, 0.003, 0.100};
         return {0.020, kPulseAudioRequest, 0.012, 0.006, 2.5};
     }
 };
