@@ -88,14 +88,13 @@ class ContentTest : public SorixOnPrivateServer {
         EXPECT_TRUE(writeWav(server.folder() / "code.wav", interleave(code, 2), 2, kRate));
         return code;
     }
-    std::unique_ptr<ChildProcess> playCode() { return play("code.wav"); }
 };
 
 TEST_P(ContentTest, StartingWhileMusicPlaysLosesAtMostATenthOfASecondOfIt) {
     const std::vector<float> code = timeCode(12);
     storeSettings({{"volumeBoost", kBoost}, {"boostActive", true}, {"safeMode", false}});
     MonitorRecorder speakers(server.folder(), "speakers");
-    const auto player = playCode();
+    const auto player = play("code.wav");
     std::this_thread::sleep_for(std::chrono::seconds(2));
     const auto sorix = startSorix();
     ASSERT_TRUE(logShows("pipeline alive")) << log();
@@ -117,7 +116,7 @@ TEST_P(ContentTest, SwitchingTheDefaultOutputKeepsTheStreamAndItsQueue) {
     ASSERT_TRUE(logShows("pipeline alive")) << log();
     MonitorRecorder speakers(server.folder(), "speakers");
     MonitorRecorder dac(server.folder(), "usb_dac");
-    const auto player = playCode();
+    const auto player = play("code.wav");
     for (const char* output : {"usb_dac", "speakers", "usb_dac", "speakers"}) {
         std::this_thread::sleep_for(std::chrono::seconds(3));
         ASSERT_EQ(server.run(std::string("pactl set-default-sink ") + output), 0);

@@ -43,21 +43,11 @@ class DesktopCardsTest : public DesktopPanelFixture {
         DesktopPanelFixture::SetUp();
         if (IsSkipped() || HasFatalFailure()) return;
         // Quiet enough that the bass preset's 10 dB stay far below the limiter.
-        ASSERT_EQ(
-            server.run("sox -q -n -r 48000 -c 2 -b 16 " + (server.folder() / "tones.wav").string() +
-                       " synth 90 sine " + std::to_string(kLowTone) + " sine " +
-                       std::to_string(kHighTone) + " remix 1,2 1,2 vol 0.1"),
-            0);
-        ASSERT_EQ(
-            server.run("sox -q -n -r 48000 -c 2 -b 16 " + (server.folder() / "noise.wav").string() +
-                       " synth 90 whitenoise vol 0.25"),
-            0);
+        ASSERT_TRUE(makeSound("tones.wav", "synth 90 sine " + std::to_string(kLowTone) + " sine " +
+                                               std::to_string(kHighTone) +
+                                               " remix 1,2 1,2 vol 0.1"));
+        ASSERT_TRUE(makeSound("noise.wav", "synth 90 whitenoise vol 0.25"));
         storeSettings({{"volumeBoost", 1.0}, {"boostActive", true}});
-    }
-
-    nlohmann::json settings() const {
-        std::ifstream file(server.folder() / "settings.json");
-        return nlohmann::json::parse(file, nullptr, false);
     }
 
     // The speakers come to play the low tone more than `liftDB` louder, over the high one, than
@@ -93,7 +83,7 @@ TEST_P(DesktopCardsTest, PresetsAndACustomBandChangeWhatTheSpeakersPlay) {
     openPanel(*icon);
     ASSERT_NO_FATAL_FAILURE(click("equaliserButton"));
     ASSERT_NO_FATAL_FAILURE(click("preset_bass"));
-    EXPECT_TRUE(eventually(5, [&] { return settings().value("eqPreset", "") == "bass"; }));
+    EXPECT_TRUE(eventually(5, [&] { return storedSettings().value("eqPreset", "") == "bass"; }));
     // The bass shelf lifts 60 Hz by about 9 dB and leaves 2 kHz within a decibel.
     expectLowLifted(*flat, 7);
     rig.screenshot(shots() / "3-equaliser-bass.png");
@@ -105,10 +95,10 @@ TEST_P(DesktopCardsTest, PresetsAndACustomBandChangeWhatTheSpeakersPlay) {
     ASSERT_TRUE(band);
     rig.drag(band->centreX(), band->centreY(), band->centreX(), band->y - 20);
     EXPECT_TRUE(eventually(5, [&] {
-        const auto stored = settings();
+        const auto stored = storedSettings();
         return stored.value("eqPreset", "") == "custom" &&
                stored.value("customEQGains", "").rfind("12.0,0.0,", 0) == 0;
-    })) << settings().dump();
+    })) << storedSettings().dump();
     expectLowLifted(*flat, 9);
     rig.screenshot(shots() / "4-equaliser-custom.png");
     terminate(*sorix);
@@ -122,21 +112,9 @@ TEST_P(DesktopCardsTest, TheOutputMenuPinsASecondOutputAndItsSyncRowHoldsItBack)
     ASSERT_TRUE(logShows("pipeline alive")) << log();
     openPanel(*icon);
 
-    const auto header = part("outputHeader");
-    ASSERT_TRUE(header);
+    // What the menu lists, and where it opens, are the panel's own tests; here it is a real menu.
     auto menu = openOutputMenu();
     ASSERT_TRUE(menu) << "the menu did not open\n" << log();
-    std::vector<std::string> titles, checked;
-    for (const auto& item : (*menu)["items"]) {
-        titles.push_back(item["title"]);
-        if (item["checked"]) checked.push_back(item["title"]);
-    }
-    EXPECT_EQ(titles, (std::vector<std::string>{"System Default", "", "Front", "Rear", "Speakers",
-                                                "", "Pick several to play on multiple outputs"}));
-    EXPECT_EQ(checked, std::vector<std::string>{"System Default"});
-    EXPECT_FALSE((*menu)["items"].back()["enabled"]) << "the hint is no choice";
-    EXPECT_NEAR((*menu)["y"].get<int>(), header->y + header->height + 4, 1)
-        << "the menu opens just under the card's header";
     rig.screenshot(shots() / "5-output-menu.png");
 
     ASSERT_TRUE(pickFromMenu(*menu, "Front"));
@@ -145,16 +123,15 @@ TEST_P(DesktopCardsTest, TheOutputMenuPinsASecondOutputAndItsSyncRowHoldsItBack)
     ASSERT_TRUE(menu) << "the menu did not open again\n" << log();
     ASSERT_TRUE(pickFromMenu(*menu, "Rear"));
     EXPECT_TRUE(eventually(5, [&] {
-        return settings().value("outputDeviceUIDs", nlohmann::json()) ==
+        return storedSettings().value("outputDeviceUIDs", nlohmann::json()) ==
                nlohmann::json{"front", "rear"};
-    })) << settings().dump();
+    })) << storedSettings().dump();
     ASSERT_TRUE(logShows("pipeline alive", 3)) << log();
     for (const char* sink : {"front", "rear"}) {
         const auto levels = measureSink(sink);
         ASSERT_TRUE(levels);
         EXPECT_GT(levels->rms, 0.05) << sink << " plays\n" << log();
     }
-    EXPECT_TRUE(part("volumeRow1")) << "a volume row for each output";
     rig.screenshot(shots() / "6-two-outputs.png");
 
     // Sinks that were idle take a moment to settle into step.
@@ -169,8 +146,8 @@ TEST_P(DesktopCardsTest, TheOutputMenuPinsASecondOutputAndItsSyncRowHoldsItBack)
     // The plus button is the row's last few pixels.
     rig.click(delayRow->x + delayRow->width - 6, delayRow->centreY());
     EXPECT_TRUE(eventually(5, [&] {
-        return settings()["outputDelays"].value("front", 0.0) == 10.0;
-    })) << settings().dump();
+        return storedSettings()["outputDelays"].value("front", 0.0) == 10.0;
+    })) << storedSettings().dump();
     std::this_thread::sleep_for(std::chrono::seconds(1));
     const int after = lagNow();
     // Rear trails front by 10 ms less: front is held back.

@@ -30,10 +30,7 @@ class DesktopPanelFixture : public SorixOnPrivateServer {
         if (!missing.empty()) GTEST_SKIP() << "needs " << missing;
         std::filesystem::create_directories(server.folder() / "desktop");
         ASSERT_TRUE(rig.start()) << "no desktop on " << rig.display();
-        ASSERT_EQ(
-            server.run("sox -q -n -r 48000 -c 2 -b 16 " + (server.folder() / "tone.wav").string() +
-                       " synth 90 sine 1000 vol " + std::to_string(kTone)),
-            0);
+        ASSERT_TRUE(makeSound("tone.wav", "synth 90 sine 1000 vol " + std::to_string(kTone)));
         std::filesystem::create_directories(shots());
     }
 

@@ -18,7 +18,6 @@ TEST_P(DesktopPanelTest, TheTrayOpensThePanelWhoseSwitchAndSliderChangeWhatTheSp
     openPanel(*icon);
     const auto window = rig.visibleWindow(kPanelTitle);
     ASSERT_TRUE(window);
-    EXPECT_EQ(window->width, 384);
     EXPECT_NEAR(window->centreX(), icon->centreX(), 384) << "under the icon, kept on the screen";
     EXPECT_GE(window->y, icon->y + icon->height);
     rig.screenshot(shots() / "1-panel-off.png");
@@ -35,8 +34,7 @@ TEST_P(DesktopPanelTest, TheTrayOpensThePanelWhoseSwitchAndSliderChangeWhatTheSp
     ASSERT_TRUE(track);
     rig.drag(track->x + 2, track->centreY(), track->x + track->width + 40, track->centreY());
     EXPECT_TRUE(eventually(5, [&] {
-        std::ifstream file(server.folder() / "settings.json");
-        const auto settings = nlohmann::json::parse(file, nullptr, false);
+        const auto settings = storedSettings();
         return !settings.is_discarded() && settings.value("volumeBoost", 0.0) == 2.0;
     }));
     expectTone(2.0);

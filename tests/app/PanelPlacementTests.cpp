@@ -9,17 +9,14 @@ namespace {
 const QRect kScreen{0, 0, 1920, 1080};
 const QSize kPanel{384, 640};
 
-TEST(PanelPlacementTest, ItHangsCentredSixPixelsUnderATrayIconAtTheTop) {
-    const QRect icon{1000, 0, 22, 24};
-    EXPECT_EQ(PanelPlacement::underIcon(icon, kPanel, kScreen), QPoint(1011 - 192, 30));
+TEST(PanelPlacementTest, ItHangsCentredSixPixelsUnderATrayIconAtTheTopAndStandsOverOneBelow) {
+    EXPECT_EQ(PanelPlacement::underIcon({1000, 0, 22, 24}, kPanel, kScreen),
+              QPoint(1011 - 192, 30));
     // Near the right edge it moves left rather than leave the screen.
     EXPECT_EQ(PanelPlacement::underIcon({1890, 0, 22, 24}, kPanel, kScreen),
               QPoint(1920 - 384, 30));
-}
-
-TEST(PanelPlacementTest, ItStandsOverATrayIconAtTheBottom) {
-    const QRect icon{1000, 1056, 22, 24};
-    EXPECT_EQ(PanelPlacement::underIcon(icon, kPanel, kScreen), QPoint(819, 1056 - 6 - 640));
+    EXPECT_EQ(PanelPlacement::underIcon({1000, 1056, 22, 24}, kPanel, kScreen),
+              QPoint(819, 1056 - 6 - 640));
 }
 
 TEST(PanelPlacementTest, WithoutTheIconsPlaceItOpensAtThePointerAndStaysOnTheScreen) {

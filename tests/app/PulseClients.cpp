@@ -80,16 +80,6 @@ std::optional<Levels> measureSink(const std::string& sink) {
     return levels;
 }
 
-std::optional<double> sinkVolume(const std::string& sinkName) {
-    for (const auto& sink : pactlList("sinks")) {
-        if (sink.value("name", "") != sinkName) continue;
-        // Each channel's volume as "value", out of 65536.
-        for (const auto& channel : sink["volume"])
-            return channel.value("value", 0) / 65536.0;
-    }
-    return std::nullopt;
-}
-
 std::string sinkOfPlayer(pid_t player) {
     for (const auto& input : pactlList("sink-inputs")) {
         const auto& properties = input.value("properties", nlohmann::json::object());

@@ -23,8 +23,6 @@ std::optional<Levels> measureSink(const std::string& sink);
 // for that many channels applies, and the server remixes to it.
 std::optional<std::vector<float>> recordSink(const std::string& sink, int channels, double seconds,
                                              const std::string& channelMap = {});
-// The sink's volume (its first channel) as a fraction of full.
-std::optional<double> sinkVolume(const std::string& sink);
 
 // The sink that the stream of the given player process plays to; empty when it has none.
 std::string sinkOfPlayer(pid_t player);

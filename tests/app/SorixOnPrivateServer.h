@@ -42,6 +42,16 @@ class SorixOnPrivateServer : public ::testing::TestWithParam<SoundServerKind> {
     void storeSettings(const nlohmann::json& settings) const {
         std::ofstream(server.folder() / "settings.json") << settings.dump();
     }
+    nlohmann::json storedSettings() const {
+        std::ifstream file(server.folder() / "settings.json");
+        return nlohmann::json::parse(file, nullptr, false);
+    }
+
+    // A 48 kHz 16-bit stereo file in the test's folder, made by sox's `effects` from nothing.
+    bool makeSound(const std::string& file, const std::string& effects) const {
+        return server.run("sox -q -n -r 48000 -c 2 -b 16 " + (server.folder() / file).string() +
+                          " " + effects) == 0;
+    }
 
     std::unique_ptr<ChildProcess> startSorix(const std::vector<std::string>& environment = {}) {
         // Headless unless the test gives a display, even inside a desktop session.

@@ -47,10 +47,7 @@ std::vector<Onset> onsets(const std::vector<float>& samples) {
 class TakeoverTest : public SorixOnPrivateServer {};
 
 TEST_P(TakeoverTest, TwoHundredShortStreamsAreEachBoostedFromTheirFirstSample) {
-    ASSERT_EQ(
-        server.run("sox -q -n -r 48000 -c 2 -b 16 " + (server.folder() / "burst.wav").string() +
-                   " synth 0.04 sine 1000 vol " + std::to_string(kBurstLevel)),
-        0);
+    ASSERT_TRUE(makeSound("burst.wav", "synth 0.04 sine 1000 vol " + std::to_string(kBurstLevel)));
     storeSettings({{"volumeBoost", kBoost}, {"boostActive", true}, {"safeMode", false}});
     const auto sorix = startSorix();
     ASSERT_TRUE(logShows("pipeline alive")) << log();
@@ -88,12 +85,9 @@ TEST_P(TakeoverTest, AStreamThatMayNotMoveAndOneThatPlaysSilenceAreNoReasonToReb
     constexpr int kSeconds = 60;
     const std::string silence = (server.folder() / "silence.wav").string();
     const std::string tone = (server.folder() / "tone.wav").string();
-    ASSERT_EQ(server.run("sox -q -n -r 48000 -c 2 -b 16 " + silence + " trim 0 " +
-                         std::to_string(kSeconds + 5)),
-              0);
-    ASSERT_EQ(server.run("sox -q -n -r 48000 -c 2 -b 16 " + tone + " synth " +
-                         std::to_string(kSeconds + 5) + " sine 440 vol 0.1"),
-              0);
+    ASSERT_TRUE(makeSound("silence.wav", "trim 0 " + std::to_string(kSeconds + 5)));
+    ASSERT_TRUE(
+        makeSound("tone.wav", "synth " + std::to_string(kSeconds + 5) + " sine 440 vol 0.1"));
     storeSettings({{"volumeBoost", 2.0}, {"boostActive", true}, {"safeMode", false}});
     const auto sorix = startSorix();
     ASSERT_TRUE(logShows("pipeline alive")) << log();

@@ -1,8 +1,8 @@
 #include <gtest/gtest.h>
 
-#include <complex>
+#include <algorithm>
+#include <cmath>
 #include <limits>
-#include <numbers>
 #include <random>
 #include <vector>
 
@@ -13,13 +13,6 @@ namespace sorix {
 namespace {
 
 using Preset = EQProcessor::Preset;
-
-double magnitudeDB(const EQProcessor::Coeff& c, double hz, double rate) {
-    const std::complex<double> z = std::polar(1.0, -2.0 * std::numbers::pi * hz / rate);
-    const double b0 = c.b0, b1 = c.b1, b2 = c.b2, a1 = c.a1, a2 = c.a2;
-    const auto h = (b0 + b1 * z + b2 * z * z) / (1.0 + a1 * z + a2 * z * z);
-    return 20.0 * std::log10(std::abs(h));
-}
 
 // Runs the same program through the processor and the reference in blocks of every size,
 // forwards with one set, then backwards after a recompute to another.
@@ -34,7 +27,7 @@ void expectMatchesReference(int64_t channels, Preset first, Preset second) {
     int64_t offset = 0;
     for (const bool backwards : {false, true}) {
         eq.setGains(EQProcessor::gains(backwards ? second : first));
-        reference.reset(eq);
+        reference.reset(eq.coeffs());
         for (std::size_t i = 0; i < ref::kBlockSizes.size(); ++i) {
             const int64_t frames = ref::kBlockSizes[backwards ? 14 - i : i];
             eq.process(ours.data() + offset * channels, channels, frames);
@@ -52,77 +45,51 @@ TEST(EQProcessorTest, MatchesFrameByFrameReferenceToTheBit) {
     }
 }
 
-TEST(EQProcessorTest, SoftClipperBendsAboveTheKneeAndStopsAtFullScale) {
-    // A barely active high shelf leaves a steady level all but unchanged, so what comes out is
-    // the clipper's work.
+TEST(EQProcessorTest, SetGainsPadsTruncatesAndClampsWithNaNAsFlat) {
+    const float nan = std::numeric_limits<float>::quiet_NaN();
+    const float inf = std::numeric_limits<float>::infinity();
     EQProcessor eq;
-    eq.setGains(std::vector<float>{0, 0, 0, 0, 0, 0.02f});
-    ASSERT_TRUE(eq.active());
-    std::vector<float> block;
-    for (const float level : {0.95f, 5.0f, -5.0f, 0.5f})
-        block.insert(block.end(), 2000, level);
-    eq.process(block.data(), 1, static_cast<int64_t>(block.size()));
-    for (int i = 0; i < 2000; ++i) {
-        if (i >= 100) {
-            ASSERT_NEAR(block[i], 0.9487f, 1e-4f) << i;
-        }
-        ASSERT_EQ(block[2000 + i], 1.0f) << i;
-        ASSERT_EQ(block[4000 + i], -1.0f) << i;
-    }
-    EXPECT_NEAR(block.back(), 0.5f, 1e-3f);
-}
-
-TEST(EQProcessorTest, BandDesign) {
-    const auto c = EQProcessor::coefficient(EQProcessor::bands[2], 6.0f, 48000.0f);
-    EXPECT_NEAR(magnitudeDB(c, 1000.0, 48000.0), 6.0, 0.01);
-    EXPECT_NEAR(magnitudeDB(c, 20.0, 48000.0), 0.0, 0.05);
-    for (const auto& band : EQProcessor::bands) {
-        EXPECT_EQ(EQProcessor::coefficient(band, 0.0f, 48000.0f), EQProcessor::Coeff{});
-        EXPECT_EQ(EQProcessor::coefficient(band, -0.005f, 48000.0f), EQProcessor::Coeff{});
-    }
-}
-
-TEST(EQProcessorTest, SetGainsPadsTruncatesAndClamps) {
-    EQProcessor eq;
-    const std::vector<float> music(EQProcessor::gains(Preset::music).begin(),
-                                   EQProcessor::gains(Preset::music).end());
-    const std::vector<float> noisy = ref::program(2, 256, 0.5f, 5);
-
-    eq.setGains({});
-    EXPECT_EQ(eq.gains(), (std::array<float, 6>{}));
-    EXPECT_FALSE(eq.active());
-    std::vector<float> block = noisy;
-    eq.process(block.data(), 2, 256);
-    EXPECT_EQ(block, noisy);
-
     eq.setGains(std::vector<float>{1, 2, 3, 4, 5, 6, 7, 8});
     EXPECT_EQ(eq.gains(), (std::array<float, 6>{1, 2, 3, 4, 5, 6}));
     eq.setGains(std::vector<float>{20, -30});
     EXPECT_EQ(eq.gains(), (std::array<float, 6>{12, -12, 0, 0, 0, 0}));
     EXPECT_EQ(eq.coeffs()[0], EQProcessor::coefficient(EQProcessor::bands[0], 12, 48000));
-    eq.setGains(std::vector<float>{0, 0, 0.005f});
-    EXPECT_FALSE(eq.active());
-
-    eq.setGains(music);
-    ASSERT_TRUE(eq.active());
-    const std::vector<float> nine = ref::program(9, 256, 0.9f, 6);
-    block = nine;
-    eq.process(block.data(), 9, 256);
-    EXPECT_EQ(block, nine);
-}
-
-TEST(EQProcessorTest, SetGainsTurnsNaNIntoFlatAndHoldsInfinitiesAtTheEnds) {
-    const float nan = std::numeric_limits<float>::quiet_NaN();
-    const float inf = std::numeric_limits<float>::infinity();
-    EQProcessor eq;
     eq.setGains(std::vector<float>{nan, inf, -inf, 12.01f, -11.99f, -nan});
     EXPECT_EQ(eq.gains(), (std::array<float, 6>{0, 12, -12, 12, -11.99f, 0}));
     for (const auto& c : eq.coeffs()) {
         for (const float k : {c.b0, c.b1, c.b2, c.a1, c.a2})
             EXPECT_TRUE(std::isfinite(k));
     }
-    eq.setGains(std::vector<float>{nan, nan});
-    EXPECT_FALSE(eq.active());
+}
+
+// A gain within a hundredth of a decibel of zero makes its band an identity; with every band one,
+// the equaliser leaves blocks alone, as it does blocks of more than eight channels.
+TEST(EQProcessorTest, NearlyFlatGainsAndNineChannelsLeaveTheBlockUntouched) {
+    for (const auto& band : EQProcessor::bands) {
+        EXPECT_EQ(EQProcessor::coefficient(band, 0.0f, 48000.0f), EQProcessor::Coeff{});
+        EXPECT_EQ(EQProcessor::coefficient(band, -0.005f, 48000.0f), EQProcessor::Coeff{});
+        EXPECT_NE(EQProcessor::coefficient(band, 0.02f, 48000.0f), EQProcessor::Coeff{});
+    }
+    EQProcessor eq;
+    eq.setGains(std::vector<float>{0, 0, 0.02f});
+    EXPECT_TRUE(eq.active());
+    const float nan = std::numeric_limits<float>::quiet_NaN();
+    const std::vector<float> noisy = ref::program(2, 256, 0.5f, 5);
+    for (const std::vector<float>& gains :
+         {std::vector<float>{}, std::vector<float>{0, 0, 0.005f}, std::vector<float>{nan, nan}}) {
+        eq.setGains(gains);
+        EXPECT_FALSE(eq.active());
+        std::vector<float> block = noisy;
+        eq.process(block.data(), 2, 256);
+        EXPECT_EQ(block, noisy);
+    }
+
+    eq.setGains(EQProcessor::gains(Preset::music));
+    ASSERT_TRUE(eq.active());
+    const std::vector<float> nine = ref::program(9, 256, 0.9f, 6);
+    std::vector<float> block = nine;
+    eq.process(block.data(), 9, 256);
+    EXPECT_EQ(block, nine);
 }
 
 // Whatever the filters, even unstable ones or NaN, what leaves the equaliser is finite and within

@@ -13,9 +13,13 @@ namespace {
 
 constexpr double kRate = 48000;
 
-// Runs `input` (interleaved) through an interpolator in blocks of the given sizes, in turn.
-std::vector<float> interpolate(RateInterpolator& interpolator, const std::vector<float>& input,
-                               uint32_t channels, const std::vector<std::size_t>& blocks) {
+// Runs `input` (interleaved) through a fresh interpolator at `step`, in blocks of the given sizes
+// in turn.
+std::vector<float> interpolate(const std::vector<float>& input, uint32_t channels, double step,
+                               const std::vector<std::size_t>& blocks) {
+    RateInterpolator interpolator;
+    interpolator.reset(channels);
+    interpolator.setStep(step);
     std::vector<float> output;
     std::vector<float> scratch;
     const std::size_t frames = input.size() / channels;
@@ -47,9 +51,7 @@ TEST(RateInterpolatorTest, AtTheNominalRateItIsACopyTwoFramesLateWhateverTheBloc
     std::vector<float> input(3 * 5000);
     for (float& sample : input)
         sample = noise(random);
-    RateInterpolator interpolator;
-    interpolator.reset(3);
-    const std::vector<float> output = interpolate(interpolator, input, 3, {1, 2, 480, 7, 1024});
+    const std::vector<float> output = interpolate(input, 3, 1.0, {1, 2, 480, 7, 1024});
     ASSERT_EQ(output.size(), input.size());
     for (std::size_t i = 0; i < 6; ++i)
         EXPECT_EQ(output[i], 0.0f);
@@ -64,10 +66,7 @@ TEST(RateInterpolatorTest, TheOutputNeverRisesAboveTheLoudestInput) {
         square[2 * n] = square[2 * n + 1] =
             ((n / 37) % 3 == 0 ? (n % 2 == 0) : (n / 37) % 3 == 1) ? 0.97f : -0.97f;
     for (const double step : {1.0 - 5e-4, 1.0 + 5e-4, 0.99, 1.01}) {
-        RateInterpolator interpolator;
-        interpolator.reset(2);
-        interpolator.setStep(step);
-        const std::vector<float> output = interpolate(interpolator, square, 2, {441, 512});
+        const std::vector<float> output = interpolate(square, 2, step, {441, 512});
         const auto [low, high] = std::minmax_element(output.begin(), output.end());
         EXPECT_GE(*low, -0.97f) << "step " << step;
         EXPECT_LE(*high, 0.97f) << "step " << step;
@@ -79,10 +78,7 @@ TEST(RateInterpolatorTest, ItGivesAsManyFramesAsTheStepAsksOverAnyLength) {
     // drift of its own.
     const std::vector<float> input(2 * 480000, 0.25f);
     for (const double step : {1.0 - 3e-4, 1.0 + 3e-4, 1.0 + 5e-4}) {
-        RateInterpolator interpolator;
-        interpolator.reset(2);
-        interpolator.setStep(step);
-        const std::size_t frames = interpolate(interpolator, input, 2, {480}).size() / 2;
+        const std::size_t frames = interpolate(input, 2, step, {480}).size() / 2;
         EXPECT_NEAR(static_cast<double>(frames), 480000 / step, 1.0) << "step " << step;
     }
 }
@@ -91,11 +87,7 @@ TEST(RateInterpolatorTest, ASineComesOutAtTheNewPitchWithoutAudibleError) {
     // 300 ppm slower: each output frame is step input frames on, and the tone follows.
     constexpr double kStep = 1.0 - 3e-4;
     for (const double hz : {1000.0, 7919.0}) {
-        RateInterpolator interpolator;
-        interpolator.reset(2);
-        interpolator.setStep(kStep);
-        const std::vector<float> output =
-            interpolate(interpolator, sine(48000, hz, 0.5f), 2, {480, 333});
+        const std::vector<float> output = interpolate(sine(48000, hz, 0.5f), 2, kStep, {480, 333});
         double error = 0;
         std::size_t counted = 0;
         for (std::size_t k = 10; k + 10 < output.size() / 2; ++k) {

@@ -43,26 +43,17 @@ struct Limiter {
 };
 
 struct Equaliser {
-    bool active = false;
     std::array<EQProcessor::Coeff, 6> coeffs{};
     float memory[8][6][4] = {};  // x1, x2, y1, y2 per channel and band
 
-    // Takes the processor's current set and starts from silence, as a recompute does.
-    void reset(const EQProcessor& eq) {
-        active = eq.active();
-        coeffs = eq.coeffs();
-        std::memset(memory, 0, sizeof memory);
-    }
-
-    // The filters as given, as useCoefficients() sets them.
+    // Runs these filters from silence, as a recompute of an active set or useCoefficients() does.
     void reset(const std::array<EQProcessor::Coeff, 6>& given) {
-        active = true;
         coeffs = given;
         std::memset(memory, 0, sizeof memory);
     }
 
     void process(float* buf, int64_t channels, int64_t frames) {
-        if (!active || channels > 8) return;
+        if (channels > 8) return;
         for (int64_t n = 0; n < frames; ++n) {
             for (int64_t c = 0; c < channels; ++c) {
                 float x = buf[n * channels + c];

@@ -119,9 +119,7 @@ TEST_F(PipelineRecoveryTest, TheWatchdogAcceptsAnyRenderedFrameAndRetriesADeadPi
     auto engine = startedEngine();
     renderCycle();
     queue.advance(2.0);
-    EXPECT_TRUE(logged("watchdog: callbacks=1 inputBuffers=1 inputBytes=512 samplesRendered=128"));
-    EXPECT_TRUE(logged("pipeline alive: 128 samples rendered in first 2s, boost 1.000000x"));
-    EXPECT_EQ(TapEngineTestAccess::startAttempts(*engine), 0);
+    EXPECT_EQ(TapEngineTestAccess::startAttempts(*engine), 0) << "one frame proves it alive";
 
     // From now on nothing renders: each build is found dead and retried, without a limit.
     engine->rebuildIfRunning();

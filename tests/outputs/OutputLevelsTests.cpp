@@ -177,7 +177,6 @@ TEST_F(OutputLevelsTest, ReportedLatenciesHoldTheEarlierOutputsBack) {
 
     delays().recomputeReportedSync();
     EXPECT_TRUE(logged("reported-sync update: DAC auto hold -> 125ms"));
-    EXPECT_TRUE(logged("reported-sync update: Speakers auto hold -> 0ms"));
     EXPECT_EQ(delay(1), 6000u + 960u);
     EXPECT_EQ(delay(0), 0u);
 
@@ -189,7 +188,6 @@ TEST_F(OutputLevelsTest, ReportedLatenciesHoldTheEarlierOutputsBack) {
     hardware.changeProperty(dac, outputAddress(Selector::latency), uint32_t{480});
     hardware.changeProperty(speakers, outputAddress(Selector::latency), uint32_t{6200});
     delays().recomputeReportedSync();
-    EXPECT_TRUE(logged("reported-sync update: DAC auto hold -> 139ms"));
     EXPECT_EQ(delays().autoDelayFrames().at("dac"), 6719u);
     delays().setOutputDelay("dac", 10);
     EXPECT_EQ(delay(1), 6719u + 480u);

@@ -29,7 +29,6 @@ TEST(AudioCapturePermissionTest, PreflightCodesMapToStatuses) {
               Status::undetermined);
     EXPECT_EQ(AudioCapturePermission(queue, preflightAnswering(-7)).preflight(),
               Status::undetermined);
-    EXPECT_EQ(AudioCapturePermission::name(Status::undetermined), "undetermined");
 }
 
 TEST(AudioCapturePermissionTest, WithoutAServiceCaptureIsAllowedOnTheNextTurn) {
@@ -66,15 +65,6 @@ TEST(AudioCapturePermissionTest, AnAnswerFromAnotherThreadArrivesOnTheMainQueue)
     EXPECT_FALSE(answer.has_value());
     queue.runPending();
     EXPECT_EQ(answer, false);
-}
-
-TEST(AudioCapturePermissionTest, OpenPrivacyUsesTheSettingsHook) {
-    ManualMainQueue queue;
-    int opened = 0;
-    AudioCapturePermission permission(queue, AudioCapturePermission::loadSystemService,
-                                      [&] { ++opened; });
-    permission.openPrivacy();
-    EXPECT_EQ(opened, 1);
 }
 
 }  // namespace

@@ -63,7 +63,7 @@ TEST_F(AudioObjectQueriesTest, OnlyOtherProcessesCountAsPlaying) {
     hardware_.changeProperty(own, globalAddress(Selector::isRunningOutput), uint32_t{1});
     EXPECT_FALSE(queries_.anyOtherProcessPlayingAudio());
 
-    const AudioObjectID player = hardware_.addProcess(900, true);
+    hardware_.addProcess(900, true);
     EXPECT_TRUE(queries_.anyOtherProcessPlayingAudio());
     // A process whose state cannot be read is skipped, not taken as playing.
     hardware_.injectFailure(Call::get, Selector::isRunningOutput, -1);
@@ -71,7 +71,6 @@ TEST_F(AudioObjectQueriesTest, OnlyOtherProcessesCountAsPlaying) {
     hardware_.clearFailures();
     hardware_.injectFailure(Call::get, Selector::processObjects, -1, 1);
     EXPECT_FALSE(queries_.anyOtherProcessPlayingAudio());
-    EXPECT_NE(player, kAudioObjectUnknown);
 }
 
 TEST_F(AudioObjectQueriesTest, WaitingForALiveDeviceCostsNothingAndADeadOneTheTimeout) {
@@ -86,8 +85,6 @@ TEST_F(AudioObjectQueriesTest, WaitingForALiveDeviceCostsNothingAndADeadOneTheTi
     EXPECT_LE(clock_, 2.1 + 1e-9);
     ASSERT_EQ(sink_->lines.size(), 1u);
     EXPECT_EQ(sink_->lines[0].level, LogLevel::error);
-    EXPECT_EQ(sink_->lines[0].message,
-              "aggregate device did not report alive within 2.000000s — continuing anyway");
 }
 
 }  // namespace

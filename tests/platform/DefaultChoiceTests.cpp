@@ -22,7 +22,7 @@ TEST(DefaultChoiceTest, TheUsersOutputAtTakeoverIsNeverATap) {
     EXPECT_EQ(userSinkAtTakeover("usb_dac", kSinks, "speakers"), "usb_dac")
         << "the server's own default is the user's";
     // A server that made the new tap its default at once: the remembered output, if still there,
-    // else the first real one.
+    // else the first real one (firstRealSink, which skips the tap listed first).
     EXPECT_EQ(userSinkAtTakeover("sorix_tap", kSinks, "usb_dac"), "usb_dac");
     EXPECT_EQ(userSinkAtTakeover("sorix_tap", kSinks, "pulled"), "speakers");
     EXPECT_EQ(userSinkAtTakeover("sorix_tap", kSinks, "old_tap"), "speakers");
@@ -45,11 +45,6 @@ TEST(DefaultChoiceTest, ADefaultOtherThanTheTapIsTheUsersNewChoiceUnlessItIsOurO
     // a moment after our request, and the user picking it again after that.
     EXPECT_EQ(choice("speakers", milliseconds{1499}), std::nullopt);
     EXPECT_EQ(choice("speakers", milliseconds{1501}), "speakers");
-}
-
-TEST(DefaultChoiceTest, ThePulledUsersOutputGivesWayToTheFirstRealOne) {
-    EXPECT_EQ(firstRealSink(kSinks), "speakers");
-    EXPECT_EQ(firstRealSink({sink("sorix_tap", true)}), "");
 }
 
 }  // namespace

@@ -1,7 +1,9 @@
-// What a sink is connected through, when its properties say more than one thing.
+// What a sink is connected through, when its properties say more than one thing, and how late
+// it plays.
 #include <gtest/gtest.h>
 
 #include "AudioHardware.h"
+#include "SinkLatency.h"
 #include "SinkTransport.h"
 
 namespace sorix {
@@ -36,6 +38,14 @@ TEST(SinkTransportTest, PipeWireNullSinksAreVirtualUnlessGivenAClassOrABus) {
     EXPECT_EQ(transport({{"factory.name", "support.null-audio-sink"}, {"device.bus", "usb"}}),
               Transport::usb);
     EXPECT_EQ(transport({{"factory.name", "api.alsa.pcm.sink"}}), std::nullopt);
+}
+
+// The sum as the mirror reports it is the mirror's case; here the offset's sign and the rate.
+TEST(SinkLatencyTest, AddsThePortOffsetAndNeverGoesNegative) {
+    EXPECT_EQ(sinkLatencyFrames(25'000, -40'000, 48000), 0u);
+    // A Bluetooth headset's port announcing 150 ms of its own.
+    EXPECT_EQ(sinkLatencyFrames(25'000, 150'000, 48000), 8400u);
+    EXPECT_EQ(sinkLatencyFrames(10'000, 0, 44100), 441u);
 }
 
 }  // namespace

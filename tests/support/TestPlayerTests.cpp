@@ -167,24 +167,19 @@ class TestPlayerRefusalTest : public ::testing::Test {
     }();
 };
 
-TEST_F(TestPlayerRefusalTest, SaysWhyItWillNotPlay) {
+TEST_F(TestPlayerRefusalTest, EndsWithTwoOnAUsageErrorAndWithOneWhenItCannotPlay) {
     std::string said;
-    EXPECT_EQ(run({"--seconds", "1"}, said), 2);
-    EXPECT_NE(said.find("give one of --file, --tone or --silence"), std::string::npos) << said;
-    EXPECT_EQ(run({"--silence", "--tone", "440"}, said), 2) << said;
-    EXPECT_EQ(run({"--silence", "--loud"}, said), 2);
-    EXPECT_NE(said.find("unknown option --loud"), std::string::npos) << said;
-    EXPECT_EQ(run({"--silence", "--sink"}, said), 2);
-    EXPECT_NE(said.find("a value must follow --sink"), std::string::npos) << said;
+    EXPECT_EQ(run({"--seconds", "1"}, said), 2) << "no source: " << said;
+    EXPECT_EQ(run({"--silence", "--tone", "440"}, said), 2) << "two sources: " << said;
+    EXPECT_EQ(run({"--silence", "--loud"}, said), 2) << said;
+    EXPECT_EQ(run({"--silence", "--sink"}, said), 2) << said;
 
     const auto file = folder_ / "cd.wav";
     ASSERT_TRUE(writeWav(file, std::vector<float>(44100, 0.0f), 1, 44100));
-    EXPECT_EQ(run({"--file", file.string()}, said), 2);
-    EXPECT_NE(said.find("is not a 48 kHz mono or stereo WAV file"), std::string::npos) << said;
+    EXPECT_EQ(run({"--file", file.string()}, said), 2) << "44.1 kHz: " << said;
 
     const std::string nowhere = "PULSE_SERVER=unix:" + (folder_ / "no-server").string();
-    EXPECT_EQ(run({"--silence", "--seconds", "1"}, said, {nowhere}), 1);
-    EXPECT_NE(said.find("cannot reach the sound server"), std::string::npos) << said;
+    EXPECT_EQ(run({"--silence", "--seconds", "1"}, said, {nowhere}), 1) << said;
 }
 
 }  // namespace

@@ -94,11 +94,8 @@ TEST(TimeCodeSignalTest, NoWindowResemblesTheSignalAMillisecondOrMoreAway) {
 }
 
 TEST(TimeCodeChannelsTest, InterleavesEveryChannelAndTakesOneBack) {
-    const std::vector<float> mono = {0.5f, -0.25f, 0.125f};
-    const auto three = interleave(mono, 3);
-    EXPECT_EQ(three, (std::vector<float>{0.5f, 0.5f, 0.5f, -0.25f, -0.25f, -0.25f, 0.125f, 0.125f,
-                                         0.125f}));
-    EXPECT_EQ(channelOf(three, 3, 2), mono);
+    const std::vector<float> mono = {0.5f, -0.25f};
+    EXPECT_EQ(interleave(mono, 3), (std::vector<float>{0.5f, 0.5f, 0.5f, -0.25f, -0.25f, -0.25f}));
     const std::vector<float> distinct = {0, 1, 2, 10, 11, 12};
     EXPECT_EQ(channelOf(distinct, 3, 0), (std::vector<float>{0, 10}));
     EXPECT_EQ(channelOf(distinct, 3, 2), (std::vector<float>{2, 12}));

@@ -34,7 +34,6 @@ TEST(ProbeTest, ReportsEveryDeviceAndProcessWithNullForFailedReads) {
     EXPECT_EQ(first["uid"], "speakers");
     EXPECT_EQ(first["transport"], "bltn");
     EXPECT_EQ(first["latencyFrames"], 512);
-    EXPECT_EQ(first["alive"], true);
     const auto& second = report["devices"][1];
     EXPECT_TRUE(second["transport"].is_null());
     EXPECT_TRUE(second["volume"].is_null());
@@ -46,7 +45,6 @@ TEST(ProbeTest, ReportsEveryDeviceAndProcessWithNullForFailedReads) {
     for (const auto& process : report["processes"]) {
         own += process["own"].get<bool>();
         playing += process["runningOutput"].get<bool>();
-        EXPECT_TRUE(process.contains("pid"));
     }
     EXPECT_EQ(own, 1);
     EXPECT_EQ(playing, 1);

@@ -80,10 +80,6 @@ QString PopoverTestRig::state() const {
     return {};
 }
 
-double PopoverTestRig::engineBoost() const {
-    return static_cast<double>(engine_->loudness().boost());
-}
-
 void PopoverTestRig::addOutput(const QString& uid, const QString& name, bool bluetooth) {
     addedOutputs_.push_back(
         hardware_->addDevice({.uid = uid.toStdString(),

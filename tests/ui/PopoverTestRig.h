@@ -44,7 +44,6 @@ class PopoverTestRig : public QObject {
     // Runs what is due on the virtual clock, `seconds` of it.
     Q_INVOKABLE void advance(double seconds);
     Q_INVOKABLE QString state() const;
-    Q_INVOKABLE double engineBoost() const;
 
     // The outputs: one more device (the speakers are always there, and the default), pinning
     // one, and what the engine holds for each.

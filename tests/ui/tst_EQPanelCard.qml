@@ -21,8 +21,8 @@ TestCase {
         SignalSpy {}
     }
 
-    // A card whose choices are stored and bound back, as the popover does, with a spy on each
-    // of its signals.
+    // A card whose choices are stored and bound back, as the popover does, with a spy on its
+    // choices and one on its edits.
     function makeCard(properties) {
         const card = createTemporaryObject(cardComponent, this, properties)
         card.select.connect(raw => card.selected = raw)
@@ -33,7 +33,6 @@ TestCase {
             card: card,
             select: spyOn(card, "select"),
             edits: spyOn(card, "customGainsChange"),
-            back: spyOn(card, "back"),
         }
     }
 
@@ -61,7 +60,6 @@ TestCase {
     function test_everyPresetInTheGridChoosesItself() {
         const made = makeCard({selected: "flat"})
         const raws = PanelRules.presets.map(preset => preset.rawValue)
-        compare(raws.length, 6)
         for (const raw of raws)
             mouseClick(findChild(made.card, "preset_" + raw))
         compare(firstArguments(made.select), raws)
@@ -73,20 +71,18 @@ TestCase {
         mouseClick(findChild(made.card, "preset_bass"))
 
         compare(firstArguments(made.select), ["bass"])
-        compare(findChild(made.card, "selectedTitle").text, "Bass")
         tryCompare(highlight(made.card, "bass"), "opacity", 1)
         for (const other of ["flat", "music", "treble", "voice", "movie"])
             tryCompare(highlight(made.card, other), "opacity", 0)
         tryCompare(sliders(made.card), "visible", false)
-        // The engine's bass response: about +10 dB at 20 Hz.
-        fuzzyCompare(curve(made.card).curve[0], 10, 0.2)
+        // The bass response runs along the top of the curve's scale at 20 Hz.
         tryCompare(curve(made.card), "progress", 1)
         compare(curve(made.card).shownPoints[0], 9)
         compare(made.edits.count, 0)
         compare(made.card.customGains, stored)
     }
 
-    function test_theCustomRowBringsTheSlidersAtTheStoredGains() {
+    function test_theCustomRowBringsTheSlidersAndTheStoredCurve() {
         const made = makeCard({selected: "bass", customGains: [0, 0, 0, 0, 0, 0]})
         verify(!sliders(made.card).visible)
         const row = findChild(made.card, "preset_custom")
@@ -95,12 +91,8 @@ TestCase {
         compare(firstArguments(made.select), ["custom", "custom"])
 
         tryCompare(sliders(made.card), "opacity", 1)
-        verify(sliders(made.card).visible)
-        for (let band = 0; band < 6; ++band)
-            compare(findChild(made.card, "bandValue" + band).text, "+0")
         tryCompare(curve(made.card), "progress", 1)
         compare(curve(made.card).shownPoints, new Array(64).fill(0))
-        compare(findChild(made.card, "selectedTitle").text, "Custom")
         for (const preset of PanelRules.presets)
             tryCompare(highlight(made.card, preset.rawValue), "opacity", 0)
         compare(made.edits.count, 0)
@@ -120,7 +112,6 @@ TestCase {
         compare(edits[edits.length - 1], [1, 12, 3, -4, 5.5, -6])
         compare(made.select.count, 0)
         compare(made.card.selected, "custom")
-        compare(findChild(made.card, "bandValue1").text, "+12")
         tryCompare(curve(made.card), "progress", 1)
         // 300 Hz lifted by 12 dB and 100 Hz by 1: the curve runs along the top of its scale
         // around 300 Hz.
@@ -134,14 +125,6 @@ TestCase {
         verify(slider.visible, "still fading out")
         mouseClick(slider, slider.width / 2, slider.height / 2)
         compare(made.edits.count, 0)
-    }
-
-    function test_backLeavesThePanel() {
-        const made = makeCard({selected: "bass"})
-        mouseClick(findChild(made.card, "eqBack"))
-        compare(made.back.count, 1)
-        compare(made.select.count, 0)
-        compare(made.card.selected, "bass")
     }
 
     // The popover sizes the card's slot by its implicit height: it must hold the content, which

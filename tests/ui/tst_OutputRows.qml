@@ -95,9 +95,7 @@ TestCase {
         const made = make(delayComponent, {delayMs: 0}, "delayChosen")
         const value = findChild(made.row, "delayValue")
         compare(value.text, "off")
-        verify(Qt.colorEqual(value.color, Brand.textMuted))
         made.row.delayMs = 42.9
         compare(value.text, "42")
-        verify(Qt.colorEqual(value.color, Brand.cyan))
     }
 }

@@ -40,13 +40,4 @@ TestCase {
         compare(chosen.count, 2)
         compare(other.count, 0)
     }
-
-    function test_unlockIsOnTheLeftAndTheButtonsShareTheWidth() {
-        const card = createTemporaryObject(cardComponent, this)
-        const unlock = findChild(card, "unlockButton")
-        const keep = findChild(card, "keepButton")
-        verify(unlock.mapToItem(card, 0, 0).x < keep.mapToItem(card, 0, 0).x)
-        compare(unlock.width, keep.width)
-        fuzzyCompare(keep.mapToItem(card, keep.width, 0).x, card.width - 16, 0.01)
-    }
 }
