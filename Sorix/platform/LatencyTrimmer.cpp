@@ -40,6 +40,7 @@ void LatencyTrimmer::advance(std::size_t frames) {
     // Silence is playing already: waiting for the window would only make it longer.
     if (dry_ && !changePending()) {
         dry_ = false;
+        raised_ = std::min(raised_ + settings_.raiseWhenDrySeconds, settings_.mostRaisedSeconds);
         refill(lowestReport());
         restartWindow();
         return;
@@ -115,14 +116,14 @@ double LatencyTrimmer::lowestAverage() const {
 void LatencyTrimmer::decide() {
     const double lowest = lowestReport();
     if (lowest == kUnreported) return;
-    const double excess = lowest - settings_.targetSeconds;
+    const double excess = lowest - (settings_.targetSeconds + raised_);
     if (excess > settings_.toleranceSeconds) {
         for (std::size_t i = 0; i < outputs_.size(); ++i)
             skip(i, static_cast<std::size_t>(std::lround(excess * settings_.rate)));
         return;
     }
     const double average = lowestAverage();
-    if (average >= settings_.floorSeconds) {
+    if (average >= settings_.floorSeconds + raised_) {
         lowWindows_ = 0;
         return;
     }
@@ -130,7 +131,7 @@ void LatencyTrimmer::decide() {
 }
 
 void LatencyTrimmer::refill(double queuedSeconds) {
-    const double missing = settings_.targetSeconds - queuedSeconds;
+    const double missing = settings_.targetSeconds + raised_ - queuedSeconds;
     if (!(missing > 0)) return;
     const auto gap = static_cast<std::size_t>(std::lround(missing * settings_.rate));
     for (Output& output : outputs_)

@@ -22,7 +22,10 @@ namespace sorix {
 //   below the floor for two windows in a row, all outputs put the same gap of silence before their
 //   next chunk to refill it to the target: a sink that drains its queue faster than its rate can
 //   follow keeps the average down, while a stall of the tap pulls down only a report or two, in
-//   one window or, at the turn of one, in two. An output that has run dry is refilled at once.
+//   one window or, at the turn of one, in two. An output that has run dry is refilled at once,
+//   and from then on the target and the floor stand a little higher: a machine that has been
+//   late once will be late again, and a few milliseconds more delay cost less than a click each
+//   time it is.
 // - Now and then the outputs report together which frame of the tap's audio their sinks are
 //   reading. An output reading a frame well before the others' (a sink that started late) plays
 //   behind them and skips the difference, by the median of the last three reports, so that one
@@ -37,6 +40,10 @@ class LatencyTrimmer {
         double targetSeconds = 0.015;  // the lowest queue an output settles at
         double toleranceSeconds = 0.003;
         double floorSeconds = 0.008;  // below it the queue is refilled before it runs dry
+        // How much higher the target and the floor stand after each time an output ran dry,
+        // and at most.
+        double raiseWhenDrySeconds = 0.002;
+        double mostRaisedSeconds = 0.006;
         // How far one output may play behind the others before it skips; closer than this, its
         // rate brings it in step (see RateFollower::alignBy), with nothing to hear.
         double stepToleranceSeconds = 0.004;
@@ -101,6 +108,7 @@ class LatencyTrimmer {
     bool decided_ = false;
     std::size_t framesInWindow_ = 0;
     bool dry_ = false;                   // an output read past the end of its queue
+    double raised_ = 0;                  // of the target and the floor, after outputs ran dry
     int lowWindows_ = 0;                 // windows in a row whose average was below the floor
     std::size_t framesSinceChange_ = 0;  // a skip or a gap
     std::size_t positionReports_ = 0;    // since the last change

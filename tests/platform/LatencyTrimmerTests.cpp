@@ -60,12 +60,30 @@ TEST_F(LatencyTrimmerTest, QueuesBetweenTheFloorAndTheTargetAreLeftAlone) {
 TEST_F(LatencyTrimmerTest, AnOutputThatRunsDryIsRefilledAtOnceAndEveryOtherAlike) {
     run(0.5, {0.015, 0.015});
     // The first output's sink read 4 ms past the end: both get the same gap within a chunk,
-    // which leaves the first at the target and the two in step.
+    // which leaves the first at the target, raised by 2 ms now that it has run dry, and the two
+    // in step.
     run(0.01, {-0.004, 0.015});
-    EXPECT_EQ(gaps, (std::vector<std::size_t>{912, 912}));
+    EXPECT_EQ(gaps, (std::vector<std::size_t>{1008, 1008}));
     run(3.0, {-0.004, 0.015});
-    EXPECT_EQ(gaps, (std::vector<std::size_t>{912, 912})) << "refilled twice";
+    EXPECT_EQ(gaps, (std::vector<std::size_t>{1008, 1008})) << "refilled twice";
     EXPECT_EQ(skipped, (std::vector<std::size_t>{0, 0}));
+}
+
+TEST(LatencyTrimmerDryTest, EachTimeAnOutputRunsDryItsTargetStandsHigherUpToAPoint) {
+    // Refilled from 4 ms past the end each time: up to the 15 ms target and 2 ms more the first
+    // time, 4 and 6 ms more the next two, and no higher after that.
+    LatencyTrimmer trimmer(2, {});
+    std::vector<std::size_t> gaps;
+    for (int dry = 0; dry < 4; ++dry) {
+        for (int chunk = 0; chunk < 60; ++chunk) {
+            trimmer.report(0, chunk == 0 ? -0.004 : 0.015);
+            trimmer.report(1, 0.015);
+            if (const std::size_t gap = trimmer.takeGap(0)) gaps.push_back(gap);
+            trimmer.takeGap(1);
+            trimmer.advance(kChunk);
+        }
+    }
+    EXPECT_EQ(gaps, (std::vector<std::size_t>{1008, 1104, 1200, 1200}));
 }
 
 TEST(LatencyTrimmerDrainTest, SinksReadingFasterThanTheTapNeverRunDry) {
