@@ -5,13 +5,16 @@
 # the sine followed block by block (sorix_monitor_analysis sine), which finds every skip or gap
 # to a fraction of a frame and tells how fast the source ran against each sink: the drift the
 # pipeline had to absorb. Then Sorix plays the same sine on two outputs at once, recorded on one
-# timeline, and the offset between them is followed over the run (sine-offset).
+# timeline, and the offset between them is followed over the run (sine-offset). The loopback
+# plays all along and is recorded with each set-up: a stall of the machine shows in both in the
+# same seconds.
 #
 #   bash bench/drift.sh [MINUTES]     (default 10; after a build in build/)
 #
 # SORIX_BIN names the program (default build/bin/sorix); SORIX_BENCH_SERVERS the servers
 # (default "pulseaudio pipewire"); SORIX_BENCH_KEEP=1 keeps the recordings and logs. The
-# recorder holds each recording in memory: about 23 MB per minute and monitor.
+# recorder holds each recording in memory: about 23 MB per minute and monitor, so two hours need
+# about 6 GB of memory and as much in /tmp.
 set -euo pipefail
 cd "$(dirname "$0")/.."
 source bench/private-server.sh
@@ -30,8 +33,9 @@ player=build/tests/support/sorix-test-player
 settle_seconds=10
 
 work="$(mktemp -d /tmp/sorix-drift-XXXXXX)"
-pids=()
-stop_programs() {
+pids=()         # Sorix and the sine it takes over
+loop_player=""  # the sine the loopback plays, which outlives one set-up
+stop_sorix_and_sine() {
     local pid
     for pid in "${pids[@]}"; do
         if kill -TERM "$pid" 2>/dev/null; then
@@ -39,6 +43,13 @@ stop_programs() {
         fi
     done
     pids=()
+}
+stop_programs() {
+    stop_sorix_and_sine
+    if [ -n "$loop_player" ] && kill -TERM "$loop_player" 2>/dev/null; then
+        wait "$loop_player" 2>/dev/null || true
+    fi
+    loop_player=""
 }
 private_server_at_exit stop_programs
 if [ -n "${SORIX_BENCH_KEEP:-}" ]; then
@@ -59,17 +70,20 @@ play_sine() {
 # The same sine into the loopback's sink. Sorix takes over every program's stream, whatever its
 # sink, so this one asks the server not to let it move.
 play_sine_past_sorix() {
-    "$player" --tone 47 --level 0.25 --seconds $((seconds + 30)) --sink "$1" --dont-move \
+    "$player" --tone 47 --level 0.25 --seconds $((2 * seconds + 60)) --sink "$1" --dont-move \
         >/dev/null &
-    pids+=($!)
+    loop_player=$!
 }
 
 start_sorix() {
     echo "$1" >"$work/settings.json"
+    # The log gathers every start's lines: only a report after the ones before counts.
+    local before
+    before="$(grep -c "pipeline alive" "$work/sorix.log" || true)"
     SORIX_SETTINGS_FILE="$work/settings.json" "$sorix" 2>>"$work/sorix.log" &
     pids+=($!)
     for _ in $(seq 250); do
-        grep -q "pipeline alive" "$work/sorix.log" && return 0
+        [ "$(grep -c "pipeline alive" "$work/sorix.log" || true)" -gt "$before" ] && return 0
         sleep 0.02
     done
     echo "sorix never reported its pipeline alive; its log:" >&2
@@ -84,32 +98,37 @@ sine_summary() {
 }
 
 run() {
-    local kind="$1" prefix
-    # One output, beside the loopback.
-    prefix="$work/$kind-one"
+    local kind="$1" prefix module
+    # The loopback plays beside Sorix in both set-ups, so that whatever the machine does to one
+    # it does to the other in the same seconds.
     module="$(pactl load-module module-loopback source=loop_in.monitor sink=loop_out \
         latency_msec=20)"
     play_sine_past_sorix loop_in
+
+    # One output.
+    prefix="$work/$kind-one"
     play_sine
     start_sorix '{"volumeBoost": 1.0, "boostActive": true}'
     "$recorder" "$seconds" "$prefix" speakers.monitor loop_out.monitor >"$prefix.log"
-    stop_programs
-    pactl unload-module "$module"
+    stop_sorix_and_sine
     echo "$kind Sorix-one $(sine_summary "$prefix.1") -" >>"$work/results"
-    echo "$kind loopback $(sine_summary "$prefix.2") -" >>"$work/results"
+    echo "$kind loopback-1 $(sine_summary "$prefix.2") -" >>"$work/results"
 
     # Two outputs in step.
     prefix="$work/$kind-two"
     play_sine
     start_sorix '{"volumeBoost": 1.0, "boostActive": true,
                   "outputDeviceUIDs": ["speakers", "speakers2"]}'
-    "$recorder" "$seconds" "$prefix" speakers.monitor speakers2.monitor >"$prefix.log"
+    "$recorder" "$seconds" "$prefix" speakers.monitor speakers2.monitor loop_out.monitor \
+        >"$prefix.log"
     stop_programs
+    pactl unload-module "$module"
     local offset
     offset="$("$analysis" sine-offset "$prefix.1" "$prefix.2" --skip "$settle_seconds")"
     echo "$kind Sorix-two-a $(sine_summary "$prefix.1") $offset" >>"$work/results"
     echo "$kind Sorix-two-b $(sine_summary "$prefix.2") -" >>"$work/results"
-    [ -n "${SORIX_BENCH_KEEP:-}" ] || rm -f "$work/$kind"-*.[12].f32
+    echo "$kind loopback-2 $(sine_summary "$prefix.3") -" >>"$work/results"
+    [ -n "${SORIX_BENCH_KEEP:-}" ] || rm -f "$work/$kind"-*.[123].f32
 }
 
 : >"$work/results"
@@ -138,7 +157,7 @@ while read -r kind setup drift found offset; do
 done <"$work/results"
 for listing in "$work"/*.sine; do
     if [ "$(wc -l <"$listing")" -gt 1 ]; then
-        echo "discontinuities in $(basename "$listing" .1.sine) (seconds from the start, frames):"
+        echo "discontinuities in $(basename "$listing" .sine) (seconds from the start, frames):"
         tail -n +2 "$listing" | head -n 20
     fi
 done

@@ -146,7 +146,8 @@ int main(int argc, char** argv) {
     }
     if (arguments.size() < 3 || fragmentFrames < 1 || fragmentFrames > 65536) return usage();
     const double seconds = std::strtod(arguments[0].c_str(), nullptr);
-    if (!(seconds > 0.0 && seconds < 3600.0)) return usage();
+    // Each recording is held in memory until the end: 23 MB a minute, 2.8 GB for two hours.
+    if (!(seconds > 0.0 && seconds <= 4 * 3600.0)) return usage();
     const std::string prefix = arguments[1];
 
     std::vector<std::unique_ptr<Recording>> recordings;
