@@ -22,7 +22,7 @@ struct PipelineTiming {
     // continuously, a piece above it. On PipeWire every millisecond of it is one of added delay,
     // and 6 ms kept the delay at 27 ms with no gap; PulseAudio's delay has room for twice that.
     double lowestQueueSeconds;
-    // Below this on every report of a window, an output's queue is refilled before it runs dry.
+    // Below this on average over two windows, an output's queue is refilled before it runs dry.
     double refillBelowSeconds;
     // The playback streams' target length, which is only the yardstick of their queues: a queue
     // longer than this reads as this long. PulseAudio's timer-driven sinks (null sinks among

@@ -26,10 +26,11 @@ bool PlayPositions::complete() const {
 }
 
 void PlayPositions::take(double* frames) {
-    // Against the first output's, so that the numbers stay small whatever the clock reads.
-    const double reference = furthest_.empty() ? 0 : furthest_.front();
+    double mean = 0;
+    for (const double furthest : furthest_)
+        mean += furthest / static_cast<double>(furthest_.size());
     for (std::size_t i = 0; i < furthest_.size(); ++i)
-        frames[i] = furthest_[i] - reference;
+        frames[i] = furthest_[i] - mean;
     restart();
 }
 

@@ -27,8 +27,8 @@ class PlayPositions {
     void restart();
     // Every output has reported since the last take or restart.
     bool complete() const;
-    // The frame each output's sink reads at one common moment, one entry per output in `frames`
-    // (only their differences mean anything); starts the next window.
+    // How far ahead of the outputs' average each output's sink reads at one common moment, in
+    // frames, one entry per output in `frames` (they add up to nothing); starts the next window.
     void take(double* frames);
 
   private:

@@ -40,7 +40,7 @@ void RateFollower::alignBy(double seconds) {
     if (!std::isfinite(seconds) || !targetTaken_ ||
         std::abs(seconds) < settings_.alignDeadbandSeconds)
         return;
-    target_ = measured_ - seconds;
+    target_ -= settings_.alignShare * seconds;
 }
 
 void RateFollower::closeSlice() {
@@ -60,7 +60,6 @@ double RateFollower::measuredQueue() {
 
 void RateFollower::step() {
     const double measured = measuredQueue();
-    measured_ = measured;
     if (!targetTaken_) {
         if (settings_.holdsWhereItStarts) target_ = measured;
         targetTaken_ = true;

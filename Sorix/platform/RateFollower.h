@@ -38,8 +38,9 @@ class RateFollower {
         double maxDeviation = 0.0005;  // of the nominal rate, either way
         double proportional = 0.2;     // deviation per second of queue error
         double integral = 0.01;        // deviation per second of queue error, per second
-        // Leads closer than this are left alone: the positions they come from are only that
-        // exact, and every alignment replaces the target the follower was holding.
+        // Of a lead, how much the target moves at each comparison, and the least lead that
+        // moves it.
+        double alignShare = 0.025;
         double alignDeadbandSeconds = 0.0002;
         // Whether the queue of the first step after the start or a restart is the target
         // instead: where another part decides the queue (skipping a backlog, refilling one that
@@ -57,11 +58,13 @@ class RateFollower {
     // learnt of the sink's drift does.
     void restart();
 
-    // The output's sink plays `seconds` behind the others (ahead, if negative): from now on its
-    // queue is to hold that much less than it does, and the rate plays the difference out, with
-    // no skip to hear. Asked again before the queue has moved, it asks for the same. Nothing
-    // until the follower holds a target, and nothing for a lead within the deadband, so that
-    // the output the others follow keeps the target it holds against its sink's drift.
+    // The output's sink plays `seconds` behind the outputs' average (ahead, if negative): the
+    // queue it is to hold comes down by a share of that, and the rate plays the difference out,
+    // with no skip to hear. Asked at every comparison of the outputs, the shares add up while the
+    // queue moves, at a pace the queue can follow without overshooting. Measured against the
+    // average, the outputs' corrections add up to nothing, so together they hold the queues where
+    // they stood. Nothing until the follower holds a target, and nothing for a lead within the
+    // deadband, which is as exact as positions are.
     void alignBy(double seconds);
 
     // The rate the stream should play at, in whole hertz.
@@ -86,7 +89,6 @@ class RateFollower {
     std::size_t sliceCount_ = 0;
     double target_;
     bool targetTaken_ = false;  // a step measured the queue (and took it, if held) since a restart
-    double measured_ = 0;       // the queue as the last step measured it
     double learnt_ = 0;         // the integral term: the sink's drift as learnt so far
     double deviation_ = 0;      // the last deviation asked for
     double carried_ = 0;        // hertz asked for and not yet given

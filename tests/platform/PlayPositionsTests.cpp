@@ -40,10 +40,14 @@ TEST(PlayPositionsTest, SinksInStepReadAlikeWhateverTheirCyclesAndLateRequests) 
     cycles(positions, 1, kBlock / 2, 0, 3);
     EXPECT_NEAR(secondBehindFirst(positions), 0, 0.5);
 
-    // A sink that reads 24 frames (half a millisecond) later shows by that much.
+    // A sink that reads 24 frames (half a millisecond) later shows by that much, half of it
+    // behind the two's average and the other's half ahead of it.
     cycles(positions, 0, 100, 0, 25, 3);
     cycles(positions, 1, 300, 24, 25, 1);
-    EXPECT_NEAR(secondBehindFirst(positions), 24, 0.5);
+    std::array<double, 2> frames{};
+    positions.take(frames.data());
+    EXPECT_NEAR(frames[0], 12, 0.5);
+    EXPECT_NEAR(frames[1], -12, 0.5);
 }
 
 TEST(PlayPositionsTest, AWindowIsCompleteOnceEveryOutputReportedAndForgetsOnRestart) {

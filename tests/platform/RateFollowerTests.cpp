@@ -7,6 +7,7 @@
 
 #include <algorithm>
 #include <cmath>
+#include <random>
 #include <vector>
 
 #include "RateFollower.h"
@@ -286,6 +287,36 @@ TEST(RateFollowerTest, LeadsWithinTheDeadbandLeaveTheHeldTargetAlone) {
         EXPECT_NE(moved.deviation(), kept.deviation());
         EXPECT_EQ(std::signbit(moved.deviation() - kept.deviation()), std::signbit(lead));
     }
+}
+
+TEST(RateFollowerTest, OutputsAlignedToTheirAverageMeetAndKeepTheirQueues) {
+    // Two outputs 1.5 ms apart on sinks 200 ppm apart, their positions read with up to 0.4 ms of
+    // noise and compared four times a second for ten minutes. Each is asked to play out how far
+    // it reads behind the two's average: they meet, and however often the noise makes one or the
+    // other seem behind, their queues stay where they started. (Asked to follow whichever seems
+    // latest, each would only ever move down, and both would walk down without end.)
+    SimulatedOutput a(100e-6, 0.005, true);
+    SimulatedOutput b(-100e-6, 0.0065, true);
+    a.run(2);
+    b.run(2);
+    const auto level = [](const SimulatedOutput& output) {
+        return output.steps().back().lowestQueue;
+    };
+    const double startLevel = (level(a) + level(b)) / 2;
+    std::mt19937 random(7);
+    std::uniform_real_distribution<double> noise(-0.0004, 0.0004);
+    for (int comparison = 0; comparison < 2400; ++comparison) {
+        // An output with more queued reads earlier audio.
+        const double aheadA = -level(a) + noise(random);
+        const double aheadB = -level(b) + noise(random);
+        const double average = (aheadA + aheadB) / 2;
+        a.align(average - aheadA);
+        b.align(average - aheadB);
+        a.run(0.25);
+        b.run(0.25);
+    }
+    EXPECT_NEAR(level(a), level(b), 0.0004);
+    EXPECT_NEAR((level(a) + level(b)) / 2, startLevel, 0.001);
 }
 
 TEST(RateFollowerTest, ARestartDropsTheMeasurementButKeepsWhatWasLearnt) {

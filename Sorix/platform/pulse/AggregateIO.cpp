@@ -167,10 +167,12 @@ void AggregateStreams::comparePositions(std::size_t frames) {
     positions_.take(positionFrames_.data());
     trimmer_.positions(positionFrames_.data());
     if (!trimmer_.settled()) return;  // a skip puts the output in step
-    // Closer than a skip, each output's rate brings it in step with the one that plays latest.
-    const double latest = *std::max_element(positionFrames_.begin(), positionFrames_.end());
+    // Closer than a skip, each output's rate brings it to the outputs' average: the one behind
+    // plays faster, the one ahead slower. Measured against the one that plays latest instead,
+    // every output would only ever move down, and as noise in the positions made one and then the
+    // other the latest, all queues would walk down together until they had to be refilled.
     for (std::size_t i = 0; i < followers_.size(); ++i)
-        followers_[i].alignBy((latest - positionFrames_[i]) / static_cast<double>(plan_.rate));
+        followers_[i].alignBy(-positionFrames_[i] / static_cast<double>(plan_.rate));
 }
 
 }  // namespace sorix::pulse
