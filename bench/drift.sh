@@ -79,6 +79,7 @@ start_sorix() {
     echo "$1" >"$work/settings.json"
     # The log gathers every start's lines: only a report after the ones before counts.
     local before
+    touch "$work/sorix.log"
     before="$(grep -c "pipeline alive" "$work/sorix.log" || true)"
     SORIX_SETTINGS_FILE="$work/settings.json" "$sorix" 2>>"$work/sorix.log" &
     pids+=($!)
