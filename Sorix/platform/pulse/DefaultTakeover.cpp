@@ -34,9 +34,13 @@ void DefaultTakeover::giveBack(const std::string& tapSink) {
     if (tapSink_.empty() || tapSink_ != tapSink) return;
     tapSink_.clear();
     deliver_(mirror_.releaseDefault());
-    if (connection_.context() != nullptr && mirror_.serverDefaultName() == tapSink &&
-        mirror_.sinkNamed(userSink_))
-        setServerDefault(userSink_);
+    if (connection_.context() != nullptr && mirror_.serverDefaultName() == tapSink) {
+        // The user's output may have been pulled in the moment before the tap went, before the
+        // removal was told: the server would then be left with no default at all.
+        const std::string home =
+            mirror_.sinkNamed(userSink_) ? userSink_ : firstRealSink(mirror_.sinks());
+        if (!home.empty()) setServerDefault(home);
+    }
     journal_.defaultGivenBack();
 }
 
@@ -50,11 +54,19 @@ void DefaultTakeover::serverInfoStored() {
 }
 
 void DefaultTakeover::sinkRemoved() {
-    if (tapSink_.empty() || mirror_.sinkNamed(userSink_)) return;
+    if (userSink_.empty() || mirror_.sinkNamed(userSink_)) return;
+    const std::string next = firstRealSink(mirror_.sinks());
+    if (next.empty()) return;
+    if (tapSink_.empty()) {
+        // The tap was given back just before the user's output went, so the server was asked to
+        // return to an output that is gone: unless it found another by itself, the next real one.
+        if (!mirror_.sinkNamed(mirror_.serverDefaultName())) setServerDefault(next);
+        userSink_ = next;
+        return;
+    }
     // The user's output was pulled while the tap stood in for it, so the server chose none in its
     // place: the next real output becomes the user's.
-    const std::string next = firstRealSink(mirror_.sinks());
-    if (!next.empty()) hold(next);
+    hold(next);
 }
 
 void DefaultTakeover::connectionLost() { tapSink_.clear(); }
