@@ -116,7 +116,7 @@ double LatencyTrimmer::lowestAverage() const {
 void LatencyTrimmer::decide() {
     const double lowest = lowestReport();
     if (lowest == kUnreported) return;
-    const double excess = lowest - (settings_.targetSeconds + raised_);
+    const double excess = lowest - target();
     if (excess > settings_.toleranceSeconds) {
         for (std::size_t i = 0; i < outputs_.size(); ++i)
             skip(i, static_cast<std::size_t>(std::lround(excess * settings_.rate)));
@@ -131,7 +131,7 @@ void LatencyTrimmer::decide() {
 }
 
 void LatencyTrimmer::refill(double queuedSeconds) {
-    const double missing = settings_.targetSeconds + raised_ - queuedSeconds;
+    const double missing = target() - queuedSeconds;
     if (!(missing > 0)) return;
     const auto gap = static_cast<std::size_t>(std::lround(missing * settings_.rate));
     for (Output& output : outputs_)

@@ -90,6 +90,8 @@ class LatencyTrimmer {
     };
 
     void decide();
+    // Where the queues settle: the target, raised after outputs ran dry.
+    double target() const { return settings_.targetSeconds + raised_; }
     // The lowest report of any output in the window.
     double lowestReport() const;
     // The lowest average report of any output in the window.
